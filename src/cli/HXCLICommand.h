@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+// Exit statuses shared by every kea-cli command.
+enum HXCLIExitStatus : int {
+    HXCLIExitSuccess = 0,
+    HXCLIExitFailure = 1, // the command ran, and what it did failed (a request, a comparison)
+    HXCLIExitUsage = 2,   // bad usage, or a file that is missing, unreadable or malformed
+};
+
+// One kea-cli subcommand. `run` gets the arguments after the command's name.
+struct HXCLICommand
+{
+    QString name;
+    QString synopsis; // one line for --help: "format json|xml [options] [FILE|-]"
+    QString summary;  // what it does, one short sentence
+    std::function<int(const QStringList &arguments)> run;
+};
+
+// The commands, in the order they registered. Each command's source file
+// registers it with a file-scope `static const bool` initialiser:
+//   static const bool registered = HXCLICommandRegistry::add({...});
+class HXCLICommandRegistry
+{
+public:
+    static bool add(HXCLICommand command);
+    static const std::vector<HXCLICommand> &commands();
+    static const HXCLICommand *find(const QString &name);
+};
+
+// Output helpers: stdout carries results (bytes exactly as produced), stderr
+// carries messages. Every write is flushed before the process exits.
+namespace HXCLI {
+void writeOut(const QByteArray &bytes);
+void writeOut(const QString &text); // UTF-8
+void writeErr(const QString &text); // UTF-8; add the newline yourself
+// "kea-cli: <message>\n" on stderr and returns HXCLIExitUsage.
+int usageError(const QString &message);
+// Reads a whole file, or standard input for "-". On failure returns false and
+// sets `error` to a one-line message naming the file.
+bool readInput(const QString &path, QByteArray &data, QString &error);
+} // namespace HXCLI

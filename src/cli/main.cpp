@@ -1,0 +1,64 @@
+#include "HXCLICommand.h"
+#include "HXUserDefaults.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+void printHelp()
+{
+    QString text = QStringLiteral("Usage: kea-cli [--settings FILE] COMMAND [ARGS...]\n\n"
+                                  "Kea's command-line front end: create and inspect request documents,\n"
+                                  "send requests, show responses.\n\nCommands:\n");
+    for (const HXCLICommand &command : HXCLICommandRegistry::commands())
+        text += QStringLiteral("  %1\n      %2\n").arg(command.synopsis, command.summary);
+    text += QStringLiteral("\nOptions:\n"
+                           "  --help            show this help\n"
+                           "  --version         show the version\n"
+                           "  --settings FILE   read and write settings in FILE instead of the user's\n");
+    HXCLI::writeOut(text);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("kestrelworks"));
+    QCoreApplication::setApplicationName(QStringLiteral("Kea"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
+    HXUserDefaults::registerApplicationDefaults();
+
+    QStringList arguments = app.arguments().mid(1);
+    while (!arguments.isEmpty()) {
+        const QString first = arguments.first();
+        if (first == u"--help" || first == u"-h" || first == u"help") {
+            printHelp();
+            return HXCLIExitSuccess;
+        }
+        if (first == u"--version") {
+            HXCLI::writeOut(QStringLiteral("kea-cli %1\n").arg(QCoreApplication::applicationVersion()));
+            return HXCLIExitSuccess;
+        }
+        if (first == u"--settings") {
+            if (arguments.size() < 2)
+                return HXCLI::usageError(QStringLiteral("--settings needs a file"));
+            HXUserDefaults::standardUserDefaults().useSettingsFile(arguments.at(1));
+            arguments = arguments.mid(2);
+            continue;
+        }
+        break;
+    }
+    if (arguments.isEmpty()) {
+        printHelp();
+        return HXCLIExitUsage;
+    }
+
+    const QString name = arguments.takeFirst();
+    const HXCLICommand *command = HXCLICommandRegistry::find(name);
+    if (command == nullptr)
+        return HXCLI::usageError(QStringLiteral("unknown command '%1' (see kea-cli --help)").arg(name));
+    const int status = command->run(arguments);
+    HXUserDefaults::standardUserDefaults().synchronize();
+    return status;
+}

@@ -1,0 +1,3 @@
+#include "HXDocumentLogging.h"
+
+Q_LOGGING_CATEGORY(lcKeaDocument, "kea.document")

@@ -1,0 +1,3 @@
+#include "HXDynamicLogging.h"
+
+Q_LOGGING_CATEGORY(lcKeaDynamic, "kea.dynamic")

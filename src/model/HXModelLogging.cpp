@@ -1,0 +1,3 @@
+#include "HXModelLogging.h"
+
+Q_LOGGING_CATEGORY(lcKeaModel, "kea.model")

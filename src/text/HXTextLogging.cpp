@@ -1,0 +1,3 @@
+#include "HXTextLogging.h"
+
+Q_LOGGING_CATEGORY(lcKeaText, "kea.text")
