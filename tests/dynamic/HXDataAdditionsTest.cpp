@@ -1,0 +1,98 @@
+#include "HXDataAdditions.h"
+#include "HXDigestTestVectors.h"
+
+#include <QRandomGenerator>
+
+#include <gtest/gtest.h>
+
+using namespace HXDigestTestVectors;
+
+TEST(HXDataAdditions, HexStringIsUpperCaseTwoDigitsPerByte)
+{
+    EXPECT_EQ(HXDataAdditions::hexString(QByteArray::fromHex("00010aabff7f")), QStringLiteral("00010AABFF7F"));
+    EXPECT_EQ(HXDataAdditions::hexString({}), QString());
+}
+
+TEST(HXDataAdditions, DigestsMatchPublishedVectors)
+{
+    for (const DigestVector &vector : digestVectors()) {
+        SCOPED_TRACE(testing::Message() << "hashType " << vector.hashType << " message " << vector.message.constData());
+        const QString expected = QString::fromLatin1(vector.hex).toUpper();
+        EXPECT_EQ(HXDataAdditions::digestHexString(vector.message, vector.hashType), expected);
+        EXPECT_EQ(HXDataAdditions::digest(vector.message, vector.hashType).size(),
+                  HXDataAdditions::digestLength(vector.hashType));
+    }
+}
+
+TEST(HXDataAdditions, DigestsOfOneMillionLetters)
+{
+    // FIPS 180's long message, which runs the block loop many times.
+    const QByteArray million(1000000, 'a');
+    EXPECT_EQ(HXDataAdditions::SHA1HexString(million), QStringLiteral("34AA973CD4C4DAA4F61EEB2BDBAD27316534016F"));
+    EXPECT_EQ(HXDataAdditions::SHA256HexString(million),
+              QStringLiteral("CDC76E5C9914FB9281A1C7E284D73E67F1809A48A497200E046D39CCC7112CD0"));
+}
+
+TEST(HXDataAdditions, UnknownDigestGivesNothing)
+{
+    EXPECT_TRUE(HXDataAdditions::digest("abc", 8).isEmpty());
+    EXPECT_TRUE(HXDataAdditions::digestHexString("abc", 1000).isEmpty());
+    EXPECT_EQ(HXDataAdditions::digestLength(8), 0);
+}
+
+TEST(HXDataAdditions, HMACsMatchPublishedVectors)
+{
+    // The value's numbering (0 MD5 ... 5 SHA512) maps onto the platform codes.
+    const int platformCodes[] = {1, 0, 5, 2, 3, 4};
+    for (const HMACVector &vector : hmacVectors()) {
+        SCOPED_TRACE(testing::Message() << "algorithm " << vector.algorithm << " message "
+                                        << vector.message.left(20).toHex().constData());
+        const int code = platformCodes[vector.algorithm];
+        const QByteArray mac = HXDataAdditions::HMAC(vector.message, vector.key, code);
+        EXPECT_EQ(mac.toHex(), QByteArray(vector.hex));
+        EXPECT_EQ(mac.size(), HXDataAdditions::HMACLength(code));
+    }
+}
+
+TEST(HXDataAdditions, HMACWithEmptyKeyAndMessageAndUnknownCode)
+{
+    // Empty buffers are valid input; an unknown code gives an empty MAC.
+    EXPECT_EQ(HXDataAdditions::HMAC({}, {}, HXDataAdditions::HMACAlgorithmSHA256).toHex(),
+              QByteArray("b613679a0814d9ec772f95d778c35fc5ff1697c493715653c6c712144292c5ad"));
+    EXPECT_TRUE(HXDataAdditions::HMAC("abc", "key", 6).isEmpty());
+    EXPECT_TRUE(HXDataAdditions::HMAC("abc", "key", -1).isEmpty());
+    EXPECT_EQ(HXDataAdditions::HMACLength(6), 0);
+}
+
+TEST(HXDataAdditions, Base64EncodesWithoutLineBreaks)
+{
+    EXPECT_EQ(HXDataAdditions::base64EncodedString("user:pass"), QStringLiteral("dXNlcjpwYXNz"));
+    EXPECT_EQ(HXDataAdditions::base64EncodedString("ab"), QStringLiteral("YWI="));
+    EXPECT_EQ(HXDataAdditions::base64EncodedString(QByteArray(300, '\xff')).size(), 400);
+    EXPECT_FALSE(HXDataAdditions::base64EncodedString(QByteArray(300, 'x')).contains(u'\n'));
+}
+
+TEST(HXDataAdditions, Base64DecodingRoundTripsEveryLength)
+{
+    auto *random = QRandomGenerator::global();
+    for (int length = 0; length < 70; ++length) {
+        QByteArray bytes(length, Qt::Uninitialized);
+        for (char &byte : bytes)
+            byte = static_cast<char>(random->bounded(256));
+        const QString text = HXDataAdditions::base64EncodedString(bytes);
+        EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(text), bytes) << length;
+        QString unpadded = text;
+        unpadded.remove(u'=');
+        EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(unpadded), bytes) << length;
+    }
+}
+
+TEST(HXDataAdditions, Base64DecodingSkipsCharactersOutsideTheAlphabet)
+{
+    EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(QStringLiteral("aGVs\r\nbG8=")), QByteArray("hello"));
+    EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(QStringLiteral(" a*G!V=sb\u00e9G8 ")), QByteArray("hello"));
+    EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(QStringLiteral("-_")), QByteArray());
+    // A lone trailing character carries fewer than eight bits and is dropped.
+    EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(QStringLiteral("aGVsbG8hZ")), QByteArray("hello!"));
+    EXPECT_EQ(HXDataAdditions::dataByDecodingBase64(QStringLiteral("====")), QByteArray());
+}
