@@ -1,0 +1,40 @@
+#include "HXEnvironmentVariable.h"
+
+#include "HXEnvironmentVariableValue.h"
+#include "HXRequest.h"
+
+QString HXEnvironmentVariable::name() const
+{
+    return stringForKey(QStringLiteral("name"));
+}
+
+void HXEnvironmentVariable::setName(const QString &value)
+{
+    setValueForKey(QVariant(value), QStringLiteral("name"));
+}
+
+QString HXEnvironmentVariable::uuid() const
+{
+    return stringForKey(QStringLiteral("uuid"));
+}
+
+void HXEnvironmentVariable::setUuid(const QString &value)
+{
+    setValueForKey(QVariant(value), QStringLiteral("uuid"));
+}
+
+QList<HXEnvironmentVariableValue *> HXEnvironmentVariable::values() const
+{
+    QList<HXEnvironmentVariableValue *> result;
+    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("values"));
+    result.reserve(objects.size());
+    for (HXManagedObject *object : objects)
+        result.append(static_cast<HXEnvironmentVariableValue *>(object));
+    return result;
+}
+
+void HXEnvironmentVariable::awakeFromInsert()
+{
+    HXManagedObject::awakeFromInsert();
+    setUuid(HXRequest::generateUUID());
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "HXManagedObject.h"
+
+class HXEnvironmentVariableValue;
+
+// A variable of the document's environments; dynamic values refer to it by `uuid`.
+class HXEnvironmentVariable : public HXManagedObject
+{
+public:
+    static QString staticEntityName() { return QStringLiteral("HXEnvironmentVariable"); }
+
+    QString name() const;
+    void setName(const QString &value);
+    QString uuid() const;
+    void setUuid(const QString &value);
+    QList<HXEnvironmentVariableValue *> values() const;
+
+protected:
+    void awakeFromInsert() override;
+};

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "HXEntityDescription.h"
+
+#include <QList>
+#include <QMetaType>
+#include <QString>
+#include <QVariant>
+
+#include <vector>
+
+class HXManagedObjectContext;
+
+// An object of the object graph: attribute values and relationships by key,
+// as the entity describes them. Objects are created and owned by their
+// HXManagedObjectContext (insertNewObject); every change goes through the
+// context so that inverses stay consistent, changes are tracked and undo is
+// registered.
+//
+// Entity classes (HXRequest, HXKeyValue, ...) derive from this and add typed
+// accessors over the same keyed values.
+class HXManagedObject
+{
+public:
+    HXManagedObject();
+    virtual ~HXManagedObject();
+    HXManagedObject(const HXManagedObject &) = delete;
+    HXManagedObject &operator=(const HXManagedObject &) = delete;
+
+    const HXEntityDescription *entity() const { return m_entity; }
+    HXManagedObjectContext *managedObjectContext() const { return m_context; }
+
+    // The object's number in its context ("p<n>" in its URI).
+    qint64 objectNumber() const { return m_number; }
+    // "x-coredata://<store UUID>/<Entity>/p<n>"
+    QString objectURI() const;
+
+    // Relative to the last save or load.
+    bool isInserted() const { return m_live && !m_persisted; }
+    bool isUpdated() const { return m_live && m_persisted && m_dirty; }
+    bool isDeleted() const { return !m_live && m_persisted; }
+    // False once the object has been deleted from its context (it may come
+    // back through undo).
+    bool isLive() const { return m_live; }
+
+    // Attributes give their value (an invalid QVariant when absent);
+    // a to-one relationship gives QVariant::fromValue<HXManagedObject *>, a
+    // to-many one QVariant::fromValue<QList<HXManagedObject *>>. An unknown key
+    // gives an invalid QVariant.
+    QVariant valueForKey(const QString &key) const;
+    // Sets an attribute (converted to its type) or a relationship (the same
+    // forms valueForKey returns). Unknown keys are ignored with a warning.
+    void setValueForKey(const QVariant &value, const QString &key);
+
+    HXManagedObject *objectForKey(const QString &key) const;
+    template <typename T>
+    T *objectForKey(const QString &key) const
+    {
+        return static_cast<T *>(objectForKey(key));
+    }
+    void setObjectForKey(HXManagedObject *object, const QString &key);
+    // The members of a to-many relationship, in the order they were added.
+    QList<HXManagedObject *> objectsForKey(const QString &key) const;
+    void addObjectForKey(HXManagedObject *object, const QString &key);
+    void removeObjectForKey(HXManagedObject *object, const QString &key);
+
+    // Typed helpers for entity classes.
+    QString stringForKey(const QString &key) const { return valueForKey(key).toString(); }
+    qint64 integerForKey(const QString &key) const { return valueForKey(key).toLongLong(); }
+    bool boolForKey(const QString &key) const { return valueForKey(key).toBool(); }
+    double doubleForKey(const QString &key) const { return valueForKey(key).toDouble(); }
+
+    QString entityName() const { return m_entity ? m_entity->name() : QString(); }
+    // "<Entity p3> name=... " — for logs and test failures.
+    virtual QString description() const;
+
+protected:
+    // Called once when the object is first inserted into a context (not when
+    // loaded from a store), after the attribute defaults are set.
+    virtual void awakeFromInsert() {}
+
+private:
+    friend class HXManagedObjectContext;
+
+    const HXEntityDescription *m_entity = nullptr;
+    HXManagedObjectContext *m_context = nullptr;
+    qint64 m_number = 0;
+    bool m_live = false;
+    bool m_persisted = false;
+    bool m_dirty = false;
+    std::vector<QVariant> m_attributes;
+    std::vector<HXManagedObject *> m_toOne;
+    std::vector<QList<HXManagedObject *>> m_toMany;
+};
+
+Q_DECLARE_METATYPE(HXManagedObject *)
+Q_DECLARE_METATYPE(QList<HXManagedObject *>)
