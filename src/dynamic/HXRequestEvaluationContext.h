@@ -1,0 +1,41 @@
+#pragma once
+
+#include "HXDynamicValueContext.h"
+
+class HXDocument;
+class HXKeyValue;
+class HXManagedObjectContext;
+class HXRequest;
+
+// The context of a request evaluation: besides cache, guard and encoding it
+// tells values which document, request and header they are evaluated for.
+// None of the objects is owned; they outlive the evaluation pass.
+class HXRequestEvaluationContext : public HXDynamicValueContext
+{
+public:
+    // No document, no request (the default factory's context).
+    HXRequestEvaluationContext();
+    // The document and its object context.
+    explicit HXRequestEvaluationContext(HXDocument *document);
+    // The object context and the document that owns it, if any.
+    explicit HXRequestEvaluationContext(HXManagedObjectContext *managedObjectContext);
+
+    // The current context when it is a request evaluation context, else null.
+    static HXRequestEvaluationContext *currentRequestEvaluationContext();
+
+    HXManagedObjectContext *managedObjectContext() const { return m_managedObjectContext; }
+    HXDocument *document() const { return m_document; }
+    // The request being evaluated (null outside request evaluation).
+    HXRequest *request() const { return m_request; }
+    void setRequest(HXRequest *request) { m_request = request; }
+    // The header row whose value is being evaluated; set by request assembly
+    // around each header, null otherwise.
+    HXKeyValue *header() const { return m_header; }
+    void setHeader(HXKeyValue *header) { m_header = header; }
+
+private:
+    HXManagedObjectContext *m_managedObjectContext = nullptr;
+    HXDocument *m_document = nullptr;
+    HXRequest *m_request = nullptr;
+    HXKeyValue *m_header = nullptr;
+};
