@@ -1,0 +1,229 @@
+#pragma once
+
+#include "HXError.h"
+#include "HXHTTPHeaderDictionary.h"
+#include "HXHTTPHeaderField.h"
+#include "HXServerTrust.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QUrl>
+#include <QVariant>
+
+#include <functional>
+#include <memory>
+
+class HXHTTPRequest;
+
+// The error domain of every HTTP engine, and its fixed errors. Each function
+// returns the same object for the whole life of the process; engines report
+// these objects, or a copy with the cause underneath (errorWithUnderlyingError).
+extern const QString HXHTTPRequestErrorDomain;         // "kestrelworks.Kea.HTTPRequestErrorDomain"
+const HXError &HXHTTPRequestTimedOutError();           // 3095
+const HXError &HXHTTPRequestURLNotSupportedError();    // 3094
+const HXError &HXHTTPRequestInvalidResponseError();    // 8495
+const HXError &HXHTTPRequestInvalidCertificateError(); // 2894
+const HXError &HXHTTPRequestTLSValidationError();      // 1
+// These two share code 0 and differ only by their description.
+const HXError &HXHTTPRequestHostNotFoundError(); // 0
+const HXError &HXHTTPRequestPACFileError();      // 0
+
+// `error` (same domain, code and description) with `underlying` attached.
+inline HXError errorWithUnderlyingError(const HXError &error, const HXError &underlying)
+{
+    return error.withUnderlying(underlying);
+}
+
+// Receiver of an engine request's callbacks. Every callback arrives on the
+// main thread. A request that was not cancelled ends with exactly one of
+// HTTPRequestFinished and HTTPRequestDidFailWithError; after
+// clearDelegateAndCancel nothing at all arrives.
+class HXHTTPRequestDelegate
+{
+public:
+    virtual ~HXHTTPRequestDelegate() = default;
+
+    // Status line and header fields are known; the body is not read yet.
+    virtual void HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *request) { Q_UNUSED(request); }
+    // A piece of the body arrived (reported only when the total is declared).
+    virtual void HTTPRequestDidReceivePartialBodyLength(HXHTTPRequest *request, qint64 length,
+                                                        qint64 totalBytesReceived, qint64 expectedContentLength)
+    {
+        Q_UNUSED(request);
+        Q_UNUSED(length);
+        Q_UNUSED(totalBytesReceived);
+        Q_UNUSED(expectedContentLength);
+    }
+    // The response is complete and decoded.
+    virtual void HTTPRequestFinished(HXHTTPRequest *request) = 0;
+    // The request ended with `error` (which may be null: a connection closed
+    // cleanly where a response was still expected).
+    virtual void HTTPRequestDidFailWithError(HXHTTPRequest *request, const HXError &error) = 0;
+    // The server's certificate chain must be judged. Call `completionBlock`
+    // (on any thread, at most once) with true to go on, false to fail with
+    // HXHTTPRequestInvalidCertificateError. The engine's time limit is
+    // suspended while the question is open. The default trusts the server.
+    virtual void HTTPRequestDidReceiveServerTrustAuthenticationChallenge(HXHTTPRequest *request,
+                                                                         const HXServerTrust &trust,
+                                                                         const QString &host,
+                                                                         std::function<void(bool)> completionBlock)
+    {
+        Q_UNUSED(request);
+        Q_UNUSED(trust);
+        Q_UNUSED(host);
+        completionBlock(true);
+    }
+};
+
+// One engine's description in the engine registry.
+struct HXHTTPRequestLibrary
+{
+    using Factory = std::function<std::unique_ptr<HXHTTPRequest>(const QUrl &url)>;
+
+    QString identifier;      // the stored identifier ("GCDHTTPRequest", ...)
+    const char *displayName; // untranslated display name
+    Factory factory;         // null while the engine is not part of the build
+
+    QString libraryIdentifier() const { return identifier; }
+    QString localizedName() const;
+    bool isAvailable() const { return bool(factory); }
+    // A new request of this engine; the own engine's when this one is not
+    // available.
+    std::unique_ptr<HXHTTPRequest> createRequest(const QUrl &url) const;
+};
+
+// An HTTP request handed to one of the engines. Set the properties, set a
+// delegate, call start() on the main thread; the transfer runs in the
+// background and reports through the delegate. One object serves one
+// transfer. Results are readable after HTTPRequestDidReceiveResponseHeaders
+// or the terminal callback (and partial results after a failure).
+//
+//     auto request = HXHTTPRequest::HTTPLibrary(identifier).createRequest(url);
+//     request->setMethod(QStringLiteral("POST"));
+//     request->setRequestHeaders({{QStringLiteral("Accept"), QStringLiteral("*/*")}});
+//     request->setRequestBodyData(body);
+//     request->setTimeoutInterval(30);
+//     request->setDelegate(this);
+//     request->start();
+//
+// Destroying the request cancels it. The delegate must outlive the request
+// or be cleared with clearDelegateAndCancel() first.
+class HXHTTPRequest : public QObject
+{
+    Q_OBJECT
+
+public:
+    ~HXHTTPRequest() override;
+
+    // Properties, set before start().
+    HXHTTPRequestDelegate *delegate() const { return m_delegate; }
+    void setDelegate(HXHTTPRequestDelegate *delegate) { m_delegate = delegate; }
+    QVariant userInfo() const { return m_userInfo; }
+    void setUserInfo(const QVariant &userInfo) { m_userInfo = userInfo; }
+    QUrl URL() const { return m_URL; }
+    void setURL(const QUrl &url) { m_URL = url; }
+    // Whole-request time limit in seconds; 0 (or less) means no limit.
+    double timeoutInterval() const { return m_timeoutInterval; }
+    void setTimeoutInterval(double seconds) { m_timeoutInterval = seconds; }
+    // The method exactly as it goes on the wire.
+    QString method() const { return m_method; }
+    void setMethod(const QString &method) { m_method = method; }
+    // Wire order, duplicates allowed. An engine may append default headers.
+    const HXHTTPHeaderList &requestHeaders() const { return m_requestHeaders; }
+    void setRequestHeaders(const HXHTTPHeaderList &headers) { m_requestHeaders = headers; }
+    void addRequestHeader(const QString &name, const QString &value) { m_requestHeaders.append({name, value}); }
+    QByteArray requestBodyData() const { return m_requestBodyData; }
+    void setRequestBodyData(const QByteArray &body) { m_requestBodyData = body; }
+    bool shouldHandleCookies() const { return m_shouldHandleCookies; }
+    void setShouldHandleCookies(bool on) { m_shouldHandleCookies = on; }
+    bool shouldUseCache() const { return m_shouldUseCache; }
+    void setShouldUseCache(bool on) { m_shouldUseCache = on; }
+    // Accept any server certificate without asking the delegate.
+    bool ignoreSSLCertificatesValidation() const { return m_ignoreSSLCertificatesValidation; }
+    void setIgnoreSSLCertificatesValidation(bool on) { m_ignoreSSLCertificatesValidation = on; }
+    bool followRedirects() const { return m_followRedirects; }
+    void setFollowRedirects(bool on) { m_followRedirects = on; }
+
+    // Begins the transfer and returns at once. Main thread only; once.
+    void start();
+    // Stops the transfer and clears the delegate: no callback of any kind
+    // follows, not even one already on its way.
+    void clearDelegateAndCancel();
+
+    // Results.
+    HXError error() const { return m_error; }
+    qint64 responseStatusCode() const { return m_responseStatusCode; }
+    QString responseStatusLine() const { return m_responseStatusLine; }
+    QString responseStatusReasonPhrase() const { return m_responseStatusReasonPhrase; }
+    const HXHTTPHeaderDictionary &responseHeaders() const { return m_responseHeaders; }
+    const QByteArray &responseData() const { return m_responseData; }
+    const QByteArray &headersData() const { return m_headersData; }
+
+    // Which engine this is.
+    virtual QString libraryIdentifier() const = 0;
+
+    // The engine registry. Unknown identifiers (and the null string) select
+    // the own HTTP/1.1 engine; the comparison is case-sensitive.
+    static const HXHTTPRequestLibrary &HTTPLibrary(const QString &identifier);
+    // Own engine, libcurl engine, Qt Network engine, in menu order.
+    static QList<const HXHTTPRequestLibrary *> libraries();
+    // Installs the factory of an engine known to the registry by identifier.
+    static void registerLibraryFactory(const QString &identifier, HXHTTPRequestLibrary::Factory factory);
+
+    // The text after the second space of a status line, or a null string
+    // when the line has fewer than two spaces.
+    static QString reasonPhraseWithStatusLine(const QString &statusLine);
+    // A raw response head rebuilt from its parts ("HTTP/1.1 <code> <reason>",
+    // one "Name: value" line per field, then the empty line), UTF-8.
+    static QByteArray responseHeadersDataWithStatusCode(qint64 statusCode, const QString &statusReason,
+                                                        const HXHTTPHeaderList &headerFields);
+    // The User-Agent sent when the caller sets none.
+    static QString defaultUserAgent();
+
+protected:
+    explicit HXHTTPRequest(const QUrl &url, QObject *parent = nullptr);
+
+    // Engine hooks. _start runs once, on the main thread, from start();
+    // _cancel runs on the main thread after the delegate was cleared.
+    virtual void _start() = 0;
+    virtual void _cancel() = 0;
+
+    // The single place where callbacks reach the delegate (main thread).
+    // Each checks that the request has not ended and a delegate is still
+    // set; the two terminal ones end the request, so a second terminal
+    // callback, or any callback after one, is dropped.
+    void notifyResponseHeaders();
+    void notifyPartialBody(qint64 length, qint64 totalBytesReceived, qint64 expectedContentLength);
+    void notifyFinished();
+    void notifyFailure(const HXError &error);
+    // Returns false (and asks nothing) when the request has ended or has no
+    // delegate.
+    bool notifyServerTrustChallenge(const HXServerTrust &trust, const QString &host,
+                                    std::function<void(bool)> completionBlock);
+    bool hasEnded() const { return m_ended; }
+    bool isStarted() const { return m_started; }
+
+    // Result storage for the engines (main thread).
+    qint64 m_responseStatusCode = -1;
+    QString m_responseStatusLine;
+    QString m_responseStatusReasonPhrase;
+    HXHTTPHeaderDictionary m_responseHeaders;
+    QByteArray m_responseData;
+    QByteArray m_headersData;
+    HXError m_error;
+
+private:
+    HXHTTPRequestDelegate *m_delegate = nullptr;
+    QVariant m_userInfo;
+    QUrl m_URL;
+    double m_timeoutInterval = 60;
+    QString m_method = QStringLiteral("GET");
+    HXHTTPHeaderList m_requestHeaders;
+    QByteArray m_requestBodyData;
+    bool m_shouldHandleCookies = false;
+    bool m_shouldUseCache = false;
+    bool m_ignoreSSLCertificatesValidation = false;
+    bool m_followRedirects = false;
+    bool m_started = false;
+    bool m_ended = false;
+};
