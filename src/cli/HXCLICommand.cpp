@@ -73,8 +73,8 @@ bool readInput(const QString &path, QByteArray &data, QString &error)
         opened = file.open(QIODevice::ReadOnly);
     }
     if (!opened) {
-        error = QStringLiteral("cannot read %1: %2").arg(path == u"-" ? QStringLiteral("standard input") : path,
-                                                          file.errorString());
+        error = QStringLiteral("cannot read %1: %2")
+                    .arg(path == u"-" ? QStringLiteral("standard input") : path, file.errorString());
         return false;
     }
     data = file.readAll();

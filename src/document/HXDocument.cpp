@@ -1,0 +1,148 @@
+#include "HXDocument.h"
+
+#include "HXDocumentController.h"
+#include "HXDocumentLogging.h"
+#include "HXDocumentModel.h"
+#include "HXEnvironment.h"
+#include "HXManagedObjectContext.h"
+#include "HXRequestGroup.h"
+#include "HXRequestTreeItem.h"
+#include "HXXMLStore.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QUuid>
+
+#include <sys/xattr.h>
+
+#include <algorithm>
+
+HXDocument::HXDocument(QObject *parent)
+    : QObject(parent), m_context(std::make_unique<HXManagedObjectContext>(&HXDocumentModel::currentModel()))
+{
+    HXDocumentController::sharedDocumentController()->addDocument(this);
+}
+
+HXDocument::~HXDocument()
+{
+    HXDocumentController::sharedDocumentController()->removeDocument(this);
+}
+
+const HXManagedObjectModel &HXDocument::managedObjectModel()
+{
+    return HXDocumentModel::currentModel();
+}
+
+HXResult<std::unique_ptr<HXDocument>> HXDocument::openDocument(const QString &path)
+{
+    auto context = HXXMLStore::load(path, HXDocumentModel::currentModel());
+    if (!context)
+        return context.error();
+    auto document = std::make_unique<HXDocument>();
+    document->m_context = std::move(context).value();
+    document->m_fileName = QFileInfo(path).absoluteFilePath();
+    document->_readOrWriteDocumentUUIDWithURL(path);
+    return document;
+}
+
+HXResult<void> HXDocument::save()
+{
+    if (m_fileName.isEmpty())
+        return HXError(QString::fromLatin1(HXXMLStore::errorDomain), HXXMLStore::WriteError,
+                       QCoreApplication::translate("HXDocument", "The document has no file yet."));
+    return saveAs(m_fileName);
+}
+
+HXResult<void> HXDocument::_validateSaveURL(const QString &path) const
+{
+    const HXDocument *other = HXDocumentController::sharedDocumentController()->documentForFile(path);
+    if (other == nullptr || other == this)
+        return {};
+    HXError error(QString::fromLatin1(urlInUseErrorDomain), -1,
+                  QCoreApplication::translate("HXDocument", "This name is already taken by another open document."));
+    error.userInfo.insert(QStringLiteral("recoverySuggestion"),
+                          QCoreApplication::translate("HXDocument", "Try to save it again with another name."));
+    return error;
+}
+
+HXResult<void> HXDocument::saveAs(const QString &path)
+{
+    if (auto valid = _validateSaveURL(path); !valid)
+        return valid;
+    if (auto saved = HXXMLStore::save(m_context.get(), path); !saved)
+        return saved;
+    m_fileName = QFileInfo(path).absoluteFilePath();
+    // The rename of an atomic save drops extended attributes: write it again.
+    _readOrWriteDocumentUUIDWithURL(path);
+    return {};
+}
+
+bool HXDocument::_readOrWriteDocumentUUIDWithURL(const QString &path)
+{
+    if (path.isEmpty()) {
+        m_documentUUID = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        return true;
+    }
+    const QByteArray file = QFile::encodeName(path);
+    if (m_documentUUID.isEmpty()) {
+        const ssize_t size = ::getxattr(file.constData(), documentIDAttribute, nullptr, 0);
+        if (size >= 0) {
+            char buffer[255];
+            const ssize_t read = ::getxattr(file.constData(), documentIDAttribute, buffer, sizeof buffer);
+            if (read >= 0) {
+                m_documentUUID = QString::fromUtf8(buffer, std::min<ssize_t>(read, size));
+                return true;
+            }
+        }
+        m_documentUUID = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    }
+    const QByteArray value = m_documentUUID.toUtf8();
+    const bool written =
+        ::setxattr(file.constData(), documentIDAttribute, value.constData(), size_t(value.size()), 0) == 0;
+    if (!written)
+        qCInfo(lcKeaDocument) << "cannot keep the document identifier beside" << path;
+    return written;
+}
+
+HXEnvironment *HXDocument::currentEnvironment() const
+{
+    return m_currentEnvironment != nullptr && m_currentEnvironment->isLive() ? m_currentEnvironment : nullptr;
+}
+
+void HXDocument::setCurrentEnvironment(HXEnvironment *environment)
+{
+    if (environment == m_currentEnvironment)
+        return;
+    m_currentEnvironment = environment;
+    Q_EMIT currentEnvironmentChanged(environment);
+}
+
+QList<HXRequestTreeItem *> HXDocument::sortedItems(QList<HXRequestTreeItem *> items)
+{
+    std::sort(items.begin(), items.end(), [](const HXRequestTreeItem *a, const HXRequestTreeItem *b) {
+        if (a->order() != b->order())
+            return a->order() < b->order();
+        return a->objectNumber() < b->objectNumber();
+    });
+    return items;
+}
+
+QList<HXRequestTreeItem *> HXDocument::topLevelItems() const
+{
+    HXFetchRequest fetch(QStringLiteral("HXRequestTreeItem"));
+    fetch.where(QStringLiteral("parent"), HXFetchRequest::Equal, static_cast<HXManagedObject *>(nullptr));
+    QList<HXRequestTreeItem *> items;
+    for (HXManagedObject *object : m_context->executeFetchRequest(fetch).valueOr({}))
+        items.append(static_cast<HXRequestTreeItem *>(object));
+    return sortedItems(items);
+}
+
+HXDocument *HXDocument::documentWithManagedObjectContext(const HXManagedObjectContext *context)
+{
+    for (HXDocument *document : HXDocumentController::sharedDocumentController()->documents()) {
+        if (document->managedObjectContext() == context)
+            return document;
+    }
+    return nullptr;
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "HXResult.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <memory>
+
+class HXEnvironment;
+class HXManagedObjectContext;
+class HXManagedObjectModel;
+class HXRequestTreeItem;
+
+// One request document: an object store of the document model, the file it
+// lives in, and the identifier kept beside that file. A document registers
+// itself with the shared document controller for as long as it exists.
+class HXDocument : public QObject
+{
+    Q_OBJECT
+public:
+    // A new untitled document with an empty store.
+    explicit HXDocument(QObject *parent = nullptr);
+    ~HXDocument() override;
+
+    // Opens the document at `path`; on failure nothing is opened and the
+    // file is left as it was.
+    static HXResult<std::unique_ptr<HXDocument>> openDocument(const QString &path);
+
+    // The process-wide document model.
+    static const HXManagedObjectModel &managedObjectModel();
+    HXManagedObjectContext *managedObjectContext() const { return m_context.get(); }
+
+    QString fileName() const { return m_fileName; }
+    QString documentUUID() const { return m_documentUUID; }
+
+    // Saves to the document's file, or to `path` (which becomes its file).
+    // Refused when another open document uses that file.
+    HXResult<void> save();
+    HXResult<void> saveAs(const QString &path);
+
+    HXEnvironment *currentEnvironment() const;
+    void setCurrentEnvironment(HXEnvironment *environment);
+
+    // Top-level tree items sorted by `order`, and the children of a folder
+    // the same way (object number breaks ties).
+    QList<HXRequestTreeItem *> topLevelItems() const;
+    static QList<HXRequestTreeItem *> sortedItems(QList<HXRequestTreeItem *> items);
+
+    // The open document whose store is `context`, or null.
+    static HXDocument *documentWithManagedObjectContext(const HXManagedObjectContext *context);
+
+    // Adopts the identifier stored in the file's extended attribute, or
+    // writes this document's identifier there (making one if needed).
+    // Returns whether the attribute could be read or written.
+    bool _readOrWriteDocumentUUIDWithURL(const QString &path);
+
+    static constexpr const char *documentIDAttribute = "user.kestrelworks.Kea.DocumentID";
+    static constexpr const char *urlInUseErrorDomain = "kestrelworks.Kea.DocumentURLAlreadyInUseError";
+
+Q_SIGNALS:
+    void currentEnvironmentChanged(HXEnvironment *environment);
+
+private:
+    HXResult<void> _validateSaveURL(const QString &path) const;
+
+    std::unique_ptr<HXManagedObjectContext> m_context;
+    QString m_fileName;
+    QString m_documentUUID;
+    HXEnvironment *m_currentEnvironment = nullptr;
+};

@@ -1,0 +1,101 @@
+#include "HXTestSupport.h"
+
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CLIRun
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+CLIRun runCLI(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(KEA_CLI_PATH), arguments);
+    EXPECT_TRUE(process.waitForFinished(20000));
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+class CLIDocumentCommandsTest : public ::testing::Test
+{
+protected:
+    QTemporaryDir folder;
+    QString path(const QString &name) const { return folder.filePath(name); }
+};
+
+TEST_F(CLIDocumentCommandsTest, NewCreatesAnEmptyDocumentAndNeverOverwrites)
+{
+    const QString file = path(QStringLiteral("empty.kea"));
+    CLIRun created = runCLI({QStringLiteral("new"), file});
+    EXPECT_EQ(created.status, 0) << created.err.constData();
+    CLIRun listed = runCLI({QStringLiteral("list"), file});
+    EXPECT_EQ(listed.status, 0);
+    EXPECT_EQ(listed.out, QByteArray());
+
+    const QByteArray before = HXTest::readFile(file);
+    CLIRun again = runCLI({QStringLiteral("new"), file});
+    EXPECT_EQ(again.status, 2);
+    EXPECT_TRUE(again.err.contains("already exists"));
+    EXPECT_EQ(HXTest::readFile(file), before);
+}
+
+TEST_F(CLIDocumentCommandsTest, ListPrintsTheTreeInOrder)
+{
+    const QString file = path(QStringLiteral("demo.kea"));
+    ASSERT_EQ(runCLI({QStringLiteral("demo"), file}).status, 0);
+    CLIRun listed = runCLI({QStringLiteral("list"), file});
+    EXPECT_EQ(listed.status, 0);
+    EXPECT_EQ(listed.out, QByteArray("Accounts/\n"
+                                     "  Log in\n"
+                                     "  Profile\n"
+                                     "  Uploads/\n"
+                                     "    Upload avatar\n"
+                                     "Redirect chain\n"
+                                     "Status 404\n"));
+}
+
+TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)
+{
+    const QString demo = path(QStringLiteral("demo.kea"));
+    ASSERT_EQ(runCLI({QStringLiteral("demo"), demo}).status, 0);
+    const QByteArray good = HXTest::readFile(demo);
+
+    const QString truncated = path(QStringLiteral("truncated.kea"));
+    ASSERT_TRUE(HXTest::writeFile(truncated, good.left(good.size() / 2)));
+    const QString foreign = path(QStringLiteral("foreign.kea"));
+    ASSERT_TRUE(HXTest::writeFile(foreign, "{\"not\": \"xml\"}"));
+    const QString missing = path(QStringLiteral("missing.kea"));
+
+    for (const QString &file : {truncated, foreign, missing}) {
+        const QByteArray before = HXTest::readFile(file);
+        const QDateTime modified = QFileInfo(file).lastModified();
+        CLIRun run = runCLI({QStringLiteral("list"), file});
+        EXPECT_EQ(run.status, 2) << file.toStdString();
+        EXPECT_TRUE(run.out.isEmpty());
+        EXPECT_EQ(run.err.count('\n'), 1) << run.err.constData();
+        EXPECT_TRUE(run.err.contains(file.toUtf8())) << run.err.constData();
+        EXPECT_EQ(HXTest::readFile(file), before);
+        EXPECT_EQ(QFileInfo(file).lastModified(), modified);
+    }
+    EXPECT_FALSE(QFileInfo::exists(missing));
+}
+
+TEST_F(CLIDocumentCommandsTest, UsageErrorsAndHelp)
+{
+    EXPECT_EQ(runCLI({QStringLiteral("list")}).status, 2);
+    EXPECT_EQ(runCLI({QStringLiteral("no-such-command")}).status, 2);
+    CLIRun help = runCLI({QStringLiteral("--help")});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.out.contains("list FILE"));
+    CLIRun version = runCLI({QStringLiteral("--version")});
+    EXPECT_TRUE(version.out.startsWith("kea-cli "));
+}
+
+} // namespace
