@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+
+class HXJSONParser;
+class HXUserDefaults;
+
+// How JSON bodies are shown: the "HXUserDefaultJSON..." settings, and how
+// they configure a parser's printing.
+struct HXJSONPrintingSettings
+{
+    bool prettyPrint = true;
+    bool sortKeys = false;
+    bool indentWithSpaces = true;
+    int indentSize = 2; // spaces per level, 0 to maximumIndentSize
+    bool escapeForwardSlashes = false;
+    bool escapeUnicodeCharacters = false;
+
+    static constexpr int maximumIndentSize = 32;
+
+    static HXJSONPrintingSettings fromUserDefaults(const HXUserDefaults &defaults);
+    static HXJSONPrintingSettings fromStandardUserDefaults();
+
+    // The indent of one level: indentSize spaces, or a tab.
+    QString indentString() const;
+    // The parser's printingStringOptions for the two escaping settings.
+    uint stringOptions() const;
+    // Pretty printing: newlines, the indent and ": " between key and value;
+    // otherwise no whitespace. Strings are re-escaped by the escaping settings.
+    void configure(HXJSONParser &parser) const;
+};
