@@ -35,15 +35,16 @@ private:
 };
 } // namespace
 
-std::optional<QByteArray> HXXMLString::prettyPrintXML(const QByteArray &utf8, const QByteArray &indent, bool format)
+std::optional<QByteArray> HXXMLString::prettyPrintXML(const QByteArray &bytes, const QByteArray &indent, bool format,
+                                                      const char *encoding)
 {
-    if (utf8.isEmpty() || utf8.size() > INT_MAX)
+    if (bytes.isEmpty() || bytes.size() > INT_MAX)
         return std::nullopt;
     // Entities are not substituted and no DTD is loaded, so a body cannot
     // reach files or the network; libxml2's own limits bound depth and size.
     const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS;
     std::unique_ptr<xmlDoc, DocDeleter> doc(
-        xmlReadMemory(utf8.constData(), int(utf8.size()), nullptr, "UTF-8", options));
+        xmlReadMemory(bytes.constData(), int(bytes.size()), nullptr, encoding, options));
     if (!doc || xmlDocGetRootElement(doc.get()) == nullptr)
         return std::nullopt;
 
