@@ -1,8 +1,31 @@
 #include "HXDynamicValueCatalogue.h"
 
+#include "HXBase64EncodingDynamicValue.h"
+#include "HXBasicAuthDynamicValue.h"
+#include "HXBodyFormKeyValueDynamicValue.h"
+#include "HXBodyMultipartFormDataDynamicValue.h"
+#include "HXFileContentDynamicValue.h"
+#include "HXHMACDynamicValue.h"
+#include "HXHashDynamicValue.h"
+#include "HXNonceDynamicValue.h"
+#include "HXTimestampDynamicValue.h"
+#include "HXURLEncodingDynamicValue.h"
+
 // One #include and one registerKind() call per kind built into Kea. Keeping
 // the calls here (rather than in static initialisers of the kinds' own files)
 // makes the linker keep every kind's object file from the static kea_core
 // library.
 
-void HXDynamicValueCatalogue::registerBuiltInKinds() {}
+void HXDynamicValueCatalogue::registerBuiltInKinds()
+{
+    HXTimestampDynamicValue::registerKind();
+    HXNonceDynamicValue::registerKind();
+    HXFileContentDynamicValue::registerKind();
+    HXURLEncodingDynamicValue::registerKind();
+    HXBase64EncodingDynamicValue::registerKind();
+    HXHashDynamicValue::registerKind();
+    HXHMACDynamicValue::registerKind();
+    HXBasicAuthDynamicValue::registerKind();
+    HXBodyFormKeyValueDynamicValue::registerKind();
+    HXBodyMultipartFormDataDynamicValue::registerKind();
+}

@@ -1,0 +1,128 @@
+#include "HXBodyMultipartFormDataDynamicValue.h"
+#include "HXEncodingValueTestSupport.h"
+#include "HXFileContentDynamicValue.h"
+#include "HXTestSupport.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace HXEncodingValueTest;
+
+namespace {
+
+HXDynamicKeyValueRow row(const QString &name, const QString &value, bool enabled = true)
+{
+    return HXDynamicKeyValueRow{name, value, enabled};
+}
+
+std::shared_ptr<HXBodyMultipartFormDataDynamicValue> multipart(const HXDynamicKeyValueRows &rows)
+{
+    auto value = HXDynamicValue::make<HXBodyMultipartFormDataDynamicValue>();
+    value->setKeyValues(rows);
+    return value;
+}
+
+HXDynamicValuePtr fileToken(const QString &path)
+{
+    auto file = HXDynamicValue::make<HXFileContentDynamicValue>();
+    file->setFilePath(path);
+    return file;
+}
+
+} // namespace
+
+TEST(HXBodyMultipartFormDataDynamicValue, OneTextFieldWithTheDefaultBoundary)
+{
+    auto body = multipart({row(QStringLiteral("field"), QStringLiteral("hello"))});
+    EXPECT_EQ(evaluatedData(body), QByteArray("--__X_KEA_BOUNDARY__\r\n"
+                                              "Content-Disposition: form-data; name=\"field\"\r\n"
+                                              "\r\n"
+                                              "hello\r\n"
+                                              "--__X_KEA_BOUNDARY__--\r\n"));
+    EXPECT_EQ(evaluatedData(multipart({})), QByteArray("--__X_KEA_BOUNDARY__--\r\n"));
+    EXPECT_EQ(body->displayString(), QStringLiteral("Multipart Form Data"));
+}
+
+TEST(HXBodyMultipartFormDataDynamicValue, FilePartsEscapedNamesAndSkippedRows)
+{
+    QTemporaryDir folder;
+    const QString png = folder.filePath(QStringLiteral("pixel.png"));
+    const QByteArray pngBytes = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452");
+    ASSERT_TRUE(HXTest::writeFile(png, pngBytes));
+    const QString odd = folder.filePath(QStringLiteral("we\"ird\u00e9.unknownext"));
+    ASSERT_TRUE(HXTest::writeFile(odd, "?"));
+
+    auto body = multipart({
+        row(QStringLiteral("image"), archived({fileToken(png)})),
+        row(QStringLiteral("say \"hi\"\\"), QStringLiteral("x")),
+        row(QStringLiteral("beside"), archived({fileToken(png), QStringLiteral("!")})),
+        row(QStringLiteral("disabled"), QStringLiteral("no"), false),
+        row(QString(), QString()),
+        row(QStringLiteral("n\u00e4me"), QString()),
+        row(QString(), archived({fileToken(odd)})),
+    });
+    const QByteArray expected =
+        "--abc\r\n"
+        "Content-Disposition: form-data; name=\"image\"; filename=\"pixel.png\"\r\n"
+        "Content-Type: image/png\r\n"
+        "\r\n" +
+        pngBytes +
+        "\r\n"
+        "--abc\r\n"
+        "Content-Disposition: form-data; name=\"say \\\"hi\\\"\\\\\"\r\n"
+        "\r\n"
+        "x\r\n"
+        "--abc\r\n"
+        "Content-Disposition: form-data; name=\"beside\"\r\n"
+        "\r\n" +
+        pngBytes +
+        "!\r\n"
+        "--abc\r\n"
+        "Content-Disposition: form-data; name=\"n\\303\\244me\"\r\n"
+        "\r\n"
+        "\r\n"
+        "--abc\r\n"
+        "Content-Disposition: form-data; name=\"\"; filename=\"we\\\"ird\\303\\251.unknownext\"\r\n"
+        "Content-Type: application/octet-stream\r\n"
+        "\r\n"
+        "?\r\n"
+        "--abc--\r\n";
+    EXPECT_EQ(body->evaluatedBodyWithBoundary(QStringLiteral("abc")), expected);
+}
+
+TEST(HXBodyMultipartFormDataDynamicValue, BoundaryFromContentType)
+{
+    using Headers = QList<std::pair<QString, QString>>;
+    const auto boundary = [](const QString &contentType) {
+        return HXBodyMultipartFormDataDynamicValue::boundaryFromHeaders(
+            Headers{{QStringLiteral("Accept"), QStringLiteral("*/*")}, {QStringLiteral("content-TYPE"), contentType}});
+    };
+    EXPECT_EQ(boundary(QStringLiteral("multipart/form-data; boundary=abc")), QStringLiteral("abc"));
+    EXPECT_EQ(boundary(QStringLiteral("multipart/form-data;boundary = x y ;charset=utf-8")), QStringLiteral("x y"));
+    // Quotes are kept; pieces with more than one "=" do not count.
+    EXPECT_EQ(boundary(QStringLiteral("multipart/form-data; boundary=\"q\"")), QStringLiteral("\"q\""));
+    EXPECT_EQ(boundary(QStringLiteral("multipart/form-data; boundary=a=b")), QStringLiteral("__X_KEA_BOUNDARY__"));
+    EXPECT_EQ(boundary(QStringLiteral("multipart/form-data; Boundary=abc")), QStringLiteral("__X_KEA_BOUNDARY__"));
+    EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::boundaryFromHeaders({}), QStringLiteral("__X_KEA_BOUNDARY__"));
+    // No request being evaluated: the default.
+    EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::currentBoundary(), QStringLiteral("__X_KEA_BOUNDARY__"));
+}
+
+TEST(HXBodyMultipartFormDataDynamicValue, MIMETypes)
+{
+    EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(QStringLiteral("/x/a.PNG")),
+              QStringLiteral("image/png"));
+    EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(QStringLiteral("/x/a.json")),
+              QStringLiteral("application/json"));
+    EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(QStringLiteral("/x/noextension")),
+              QStringLiteral("application/octet-stream"));
+}
+
+TEST(HXBodyMultipartFormDataDynamicValue, Emptiness)
+{
+    EXPECT_TRUE(multipart({row(QString(), QString()), row(QString(), QString(), false)})->isEmpty());
+    EXPECT_FALSE(multipart({row(QStringLiteral("a"), QString(), false)})->isEmpty());
+    EXPECT_TRUE(multipart({row(QStringLiteral("a"), QString(), false)})->hasAnyNotEmptyDisabledKeyValue());
+    EXPECT_FALSE(multipart({row(QStringLiteral("a"), QString())})->hasAnyNotEmptyDisabledKeyValue());
+}

@@ -1,0 +1,112 @@
+#include "HXFileContentDynamicValue.h"
+#include "HXEncodingValueTestSupport.h"
+#include "HXTestSupport.h"
+
+#include <QCborMap>
+#include <QCborValue>
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace HXEncodingValueTest;
+
+namespace {
+
+// Collects warning texts while alive.
+class WarningCollector
+{
+public:
+    WarningCollector() { s_previous = qInstallMessageHandler(&WarningCollector::handle); }
+    ~WarningCollector() { qInstallMessageHandler(s_previous); }
+    static QStringList &messages()
+    {
+        static QStringList list;
+        return list;
+    }
+
+private:
+    static void handle(QtMsgType type, const QMessageLogContext &, const QString &message)
+    {
+        if (type == QtWarningMsg)
+            messages().append(message);
+    }
+    static inline QtMessageHandler s_previous = nullptr;
+};
+
+} // namespace
+
+TEST(HXFileContentDynamicValue, EvaluatesToTheFileBytes)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("data.bin"));
+    QByteArray bytes = QByteArray::fromHex("00ff0d0a80c3");
+    bytes.append(QByteArray(70000, 'z'));
+    ASSERT_TRUE(HXTest::writeFile(path, bytes));
+
+    auto value = HXDynamicValue::make<HXFileContentDynamicValue>();
+    EXPECT_TRUE(value->bookmarkData().isEmpty());
+    EXPECT_EQ(value->displayString(), QStringLiteral("File Content"));
+    EXPECT_EQ(value->secondaryDisplayString(), QStringLiteral("(Not specified)"));
+    value->setFilePath(path);
+    EXPECT_EQ(evaluatedData(value), bytes);
+    EXPECT_EQ(value->displayString(), QStringLiteral("data.bin"));
+    // Bytes that are not text: nothing when a string is asked for.
+    EXPECT_EQ(evaluatedString(value), QString());
+}
+
+TEST(HXFileContentDynamicValue, RelativeReferenceIsTriedFirst)
+{
+    QTemporaryDir root;
+    const QString documents = root.filePath(QStringLiteral("docs"));
+    ASSERT_TRUE(QDir().mkpath(documents + QStringLiteral("/files")));
+    const QString original = documents + QStringLiteral("/files/a.txt");
+    ASSERT_TRUE(HXTest::writeFile(original, "original"));
+
+    auto value = HXDynamicValue::make<HXFileContentDynamicValue>();
+    value->setFilePath(original, documents);
+    const QCborMap stored = QCborValue::fromCbor(value->bookmarkData()).toMap();
+    EXPECT_EQ(stored.value(QStringLiteral("path")).toString(), original);
+    EXPECT_EQ(stored.value(QStringLiteral("relativePath")).toString(), QStringLiteral("files/a.txt"));
+    EXPECT_EQ(value->resolvedFilePath(documents), original);
+
+    // The document folder moved with its files: the relative path wins, even
+    // though the absolute one still exists elsewhere.
+    const QString moved = root.filePath(QStringLiteral("moved"));
+    ASSERT_TRUE(QDir().mkpath(moved + QStringLiteral("/files")));
+    ASSERT_TRUE(HXTest::writeFile(moved + QStringLiteral("/files/a.txt"), "moved"));
+    EXPECT_EQ(value->resolvedFilePath(moved), moved + QStringLiteral("/files/a.txt"));
+
+    // Without the relative file the absolute path is used.
+    EXPECT_EQ(value->resolvedFilePath(root.filePath(QStringLiteral("elsewhere"))), original);
+    EXPECT_EQ(value->resolvedFilePath(QString()), original);
+}
+
+TEST(HXFileContentDynamicValue, FailuresAreLoggedAndGiveNothing)
+{
+    WarningCollector collector;
+    WarningCollector::messages().clear();
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("gone.txt"));
+    ASSERT_TRUE(HXTest::writeFile(path, "soon gone"));
+
+    auto value = HXDynamicValue::make<HXFileContentDynamicValue>();
+    value->setFilePath(path);
+    ASSERT_TRUE(QFile::remove(path));
+    EXPECT_EQ(evaluatedData(value), QByteArray());
+    EXPECT_EQ(value->displayString(), QStringLiteral("File Content"));
+    ASSERT_EQ(WarningCollector::messages().size(), 1);
+    EXPECT_TRUE(WarningCollector::messages().at(0).startsWith(QLatin1String("Error when reading bookmark data: ")));
+
+    value->setBookmarkData("not a reference");
+    EXPECT_EQ(value->resolvedFilePath(QString()), std::nullopt);
+    EXPECT_EQ(WarningCollector::messages().size(), 2);
+
+    value->setFilePath(folder.filePath(QStringLiteral("never-existed")));
+    EXPECT_TRUE(value->bookmarkData().isEmpty());
+    ASSERT_EQ(WarningCollector::messages().size(), 3);
+    EXPECT_TRUE(WarningCollector::messages().at(2).startsWith(QLatin1String("Error during bookmark creation: ")));
+    // No file chosen: nothing, silently.
+    EXPECT_EQ(evaluatedData(value), QByteArray());
+    EXPECT_EQ(WarningCollector::messages().size(), 3);
+}
