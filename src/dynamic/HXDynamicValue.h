@@ -106,8 +106,8 @@ public:
     // catalogue knows the kind by ("HXHashDynamicValue").
     virtual QString className() const = 0;
     // True for the own class name, "HXDynamicValue" and the names of the
-    // kind's base classes. A kind deriving from another kind overrides it to
-    // add its parent's answer.
+    // kind's base classes. A kind deriving from another kind overrides it:
+    //     return name == ParentKind::staticClassName() || HXDynamicValue::isKindOfClass(name);
     virtual bool isKindOfClass(const QString &name) const;
     // The stored properties (an unordered set in meaning; listed in declared
     // order for description()). Base: none.

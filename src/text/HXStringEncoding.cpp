@@ -298,6 +298,12 @@ std::optional<QString> decode(const QByteArray &bytes, HXStringEncoding encoding
     out.reserve(copy.size() * 2);
     if (!convertChunk(cd.get(), in, inLeft, out) || inLeft != 0)
         return std::nullopt;
+    // Encodings with combining sequences (windows-1258) hold the last
+    // character back until the end of the input is announced.
+    char *flushIn = nullptr;
+    size_t flushLeft = 0;
+    if (!convertChunk(cd.get(), flushIn, flushLeft, out))
+        return std::nullopt;
     return QString::fromUtf8(out);
 }
 

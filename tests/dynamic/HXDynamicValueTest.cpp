@@ -1,0 +1,303 @@
+#include "HXDynamicTestKinds.h"
+
+#include <QCborArray>
+#include <QCborMap>
+#include <QCborValue>
+#include <QCryptographicHash>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+using namespace HXDynamicTest;
+
+namespace {
+
+class HXDynamicValueTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { registerTestKinds(); }
+};
+
+QByteArray hex(const char *digits)
+{
+    return QByteArray::fromHex(QByteArray(digits));
+}
+
+} // namespace
+
+TEST_F(HXDynamicValueTest, MakeAppliesDefaultsButReadingAnArchiveDoesNot)
+{
+    auto value = HXDynamicValue::make<EchoValue>();
+    EXPECT_EQ(value->integerValue(QStringLiteral("count")), 7);
+    EXPECT_TRUE(value->boolValue(QStringLiteral("flag")));
+
+    QCborMap map;
+    map.insert(QStringLiteral("$class"), EchoValue::staticClassName());
+    map.insert(QStringLiteral("input"), QStringLiteral("x"));
+    HXDynamicValuePtr read = HXDynamicValue::valueWithKeyedArchive(QCborValue(map).toCbor());
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->stringValue(QStringLiteral("input")), QStringLiteral("x"));
+    EXPECT_FALSE(read->valueForKey(QStringLiteral("count")).isValid());
+    EXPECT_EQ(read->integerValue(QStringLiteral("count")), 0);
+    EXPECT_FALSE(read->boolValue(QStringLiteral("flag")));
+}
+
+TEST_F(HXDynamicValueTest, KeyedArchiveIsDeterministicCBOR)
+{
+    // Class first, keys by UTF-8 bytes, shortest integers, true as a simple value.
+    auto value = echo(QStringLiteral("abc"));
+    EXPECT_EQ(value->keyedArchive().toHex(), QByteArray("a4"
+                                                        "66"
+                                                        "24636c617373"
+                                                        "76"
+                                                        "4858546573744563686f44796e616d696356616c7565"
+                                                        "65"
+                                                        "636f756e74"
+                                                        "07"
+                                                        "64"
+                                                        "666c6167"
+                                                        "f5"
+                                                        "65"
+                                                        "696e707574"
+                                                        "63"
+                                                        "616263"));
+
+    // Every other stored type: dates as tag 1 over a 64-bit float, doubles as
+    // 64-bit floats even when smaller would do, bytes, rows as triples.
+    auto typed = HXDynamicValue::make<BytesValue>();
+    typed->setBlob(hex("0102"));
+    EXPECT_EQ(typed->keyedArchive().toHex(), QByteArray("a2"
+                                                        "6624636c617373"
+                                                        "77" +
+                                                        QByteArray("HXTestBytesDynamicValue").toHex() +
+                                                        "64626c6f62"
+                                                        "420102"));
+
+    auto all = HXDynamicValue::make<EchoValue>();
+    all->setValue(QStringLiteral("count"), 1000);
+    all->setValue(QStringLiteral("ratio"), 1.0);
+    all->setValue(QStringLiteral("when"), QDateTime::fromMSecsSinceEpoch(10500, QTimeZone::utc()));
+    all->setValue(QStringLiteral("rows"),
+                  QVariant::fromValue(HXDynamicKeyValueRows{{QStringLiteral("a"), QStringLiteral("b"), true}}));
+    const QByteArray archive = all->keyedArchive().toHex();
+    EXPECT_TRUE(archive.contains("65636f756e74"
+                                 "1903e8"))
+        << archive.constData();
+    EXPECT_TRUE(archive.contains("65726174696f"
+                                 "fb3ff0000000000000"))
+        << archive.constData();
+    EXPECT_TRUE(archive.contains("647768656e"
+                                 "c1fb4025000000000000"))
+        << archive.constData();
+    EXPECT_TRUE(archive.contains("64726f7773"
+                                 "81"
+                                 "83"
+                                 "6161"
+                                 "6162"
+                                 "f5"))
+        << archive.constData();
+}
+
+TEST_F(HXDynamicValueTest, ArchiveDoesNotDependOnTheOrderPropertiesWereSet)
+{
+    auto first = HXDynamicValue::make<EchoValue>();
+    auto second = HXDynamicValue::make<EchoValue>();
+    const QStringList keys = {QStringLiteral("input"), QStringLiteral("ratio"), QStringLiteral("blob")};
+    first->setValue(keys[0], QStringLiteral("i"));
+    first->setValue(keys[1], 2.5);
+    first->setValue(keys[2], QByteArray("b"));
+    second->setValue(keys[2], QByteArray("b"));
+    second->setValue(keys[1], 2.5);
+    second->setValue(keys[0], QStringLiteral("i"));
+    EXPECT_EQ(first->keyedArchive(), second->keyedArchive());
+    EXPECT_EQ(first->uniqueIdentifier(), second->uniqueIdentifier());
+}
+
+TEST_F(HXDynamicValueTest, UniqueIdentifierIsTheUpperCaseMD5OfTheArchive)
+{
+    auto value = echo(QStringLiteral("abc"));
+    // A fixed value has a fixed identifier in every process and build.
+    EXPECT_EQ(value->uniqueIdentifier(),
+              QString::fromLatin1(
+                  QCryptographicHash::hash(value->keyedArchive(), QCryptographicHash::Md5).toHex().toUpper()));
+    EXPECT_EQ(value->uniqueIdentifier().size(), 32);
+    EXPECT_EQ(value->uniqueIdentifier(), value->uniqueIdentifier().toUpper());
+
+    const QString before = value->uniqueIdentifier();
+    for (const auto &[key, changed] : std::initializer_list<std::pair<QString, QVariant>>{
+             {QStringLiteral("input"), QStringLiteral("abd")},
+             {QStringLiteral("count"), 8},
+             {QStringLiteral("flag"), false},
+             {QStringLiteral("ratio"), 0.5},
+             {QStringLiteral("when"), QDateTime::fromSecsSinceEpoch(1, QTimeZone::utc())},
+             {QStringLiteral("blob"), QByteArray("x")},
+             {QStringLiteral("rows"), QVariant::fromValue(HXDynamicKeyValueRows{{}})}}) {
+        auto other = echo(QStringLiteral("abc"));
+        EXPECT_EQ(other->uniqueIdentifier(), before);
+        ASSERT_TRUE(other->setValue(key, changed)) << key.toStdString();
+        EXPECT_NE(other->uniqueIdentifier(), before) << key.toStdString();
+    }
+}
+
+TEST_F(HXDynamicValueTest, EqualityIsByKindAndIdentifier)
+{
+    auto a = echo(QStringLiteral("same"));
+    auto b = echo(QStringLiteral("same"));
+    EXPECT_TRUE(a->isEqual(*b));
+    EXPECT_TRUE(b->isEqualTo(*a));
+    EXPECT_FALSE(a->isEqual(*echo(QStringLiteral("other"))));
+
+    auto loud = HXDynamicValue::make<LoudEchoValue>();
+    loud->setInput(QStringLiteral("same"));
+    EXPECT_TRUE(loud->isKindOfClass(EchoValue::staticClassName()));
+    EXPECT_FALSE(a->isKindOfClass(LoudEchoValue::staticClassName()));
+    // The archive records the concrete class, so different kinds never match.
+    EXPECT_FALSE(loud->isEqual(*a));
+    EXPECT_FALSE(a->isEqual(*loud));
+}
+
+TEST_F(HXDynamicValueTest, ReadingIsLenientKeyByKey)
+{
+    // Keys in reverse order, numbers and booleans interchangeable, wrong types
+    // and unknown keys skipped, the rest still read.
+    QCborMap map;
+    map.insert(QStringLiteral("zzz"), 1);
+    map.insert(QStringLiteral("rows"),
+               QCborArray{QCborArray{QStringLiteral("n"), QStringLiteral("v"), 0}, 5, QCborArray{QStringLiteral("m")}});
+    map.insert(QStringLiteral("ratio"), true);
+    map.insert(QStringLiteral("input"), 42);
+    map.insert(QStringLiteral("flag"), 2);
+    map.insert(QStringLiteral("count"), 3.9);
+    map.insert(QStringLiteral("blob"), QStringLiteral("not bytes"));
+    map.insert(QStringLiteral("when"), QCborValue(QCborTag(1), 10));
+    map.insert(QStringLiteral("request"), QStringLiteral("no-such-uuid"));
+    map.insert(QStringLiteral("$class"), EchoValue::staticClassName());
+    HXDynamicValuePtr value = HXDynamicValue::valueWithKeyedArchive(QCborValue(map).toCbor());
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value->className(), EchoValue::staticClassName());
+    EXPECT_EQ(value->doubleValue(QStringLiteral("ratio")), 1.0);
+    EXPECT_FALSE(value->valueForKey(QStringLiteral("input")).isValid());
+    EXPECT_TRUE(value->boolValue(QStringLiteral("flag")));
+    EXPECT_EQ(value->integerValue(QStringLiteral("count")), 3);
+    EXPECT_FALSE(value->valueForKey(QStringLiteral("blob")).isValid());
+    EXPECT_EQ(value->dateValue(QStringLiteral("when")).toMSecsSinceEpoch(), 10000);
+    // The reference resolves in no open document and is dropped.
+    EXPECT_FALSE(value->valueForKey(QStringLiteral("request")).isValid());
+    const HXDynamicKeyValueRows rows = value->keyValueRowsValue(QStringLiteral("rows"));
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_EQ(rows[0], (HXDynamicKeyValueRow{QStringLiteral("n"), QStringLiteral("v"), false}));
+    EXPECT_EQ(rows[1], (HXDynamicKeyValueRow{QStringLiteral("m"), QString(), true}));
+}
+
+TEST_F(HXDynamicValueTest, UnreadableArchivesGiveNothing)
+{
+    EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(QByteArray()));
+    EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(QByteArray("\xff\x00garbage", 9)));
+    EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(QCborValue(QCborArray{1, 2}).toCbor()));
+    QCborMap unknown;
+    unknown.insert(QStringLiteral("$class"), QStringLiteral("HXNoSuchDynamicValue"));
+    EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(QCborValue(unknown).toCbor()));
+    QCborMap noClass;
+    noClass.insert(QStringLiteral("input"), QStringLiteral("x"));
+    EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(QCborValue(noClass).toCbor()));
+    // Truncated archives of a real value.
+    const QByteArray archive = echo(QStringLiteral("truncate me"))->keyedArchive();
+    for (qsizetype cut = 0; cut < archive.size(); ++cut)
+        EXPECT_FALSE(HXDynamicValue::valueWithKeyedArchive(archive.left(cut))) << cut;
+}
+
+TEST_F(HXDynamicValueTest, SetValueConvertsOrRefuses)
+{
+    auto value = HXDynamicValue::make<EchoValue>();
+    EXPECT_FALSE(value->setValue(QStringLiteral("unknown"), 1));
+    EXPECT_FALSE(value->setValue(QStringLiteral("count"), QStringLiteral("12")));
+    EXPECT_EQ(value->integerValue(QStringLiteral("count")), 7);
+    EXPECT_TRUE(value->setValue(QStringLiteral("count"), true));
+    EXPECT_EQ(value->integerValue(QStringLiteral("count")), 1);
+    EXPECT_TRUE(value->setValue(QStringLiteral("count"), QVariant()));
+    EXPECT_FALSE(value->valueForKey(QStringLiteral("count")).isValid());
+    EXPECT_FALSE(value->setValue(QStringLiteral("input"), 5));
+}
+
+TEST_F(HXDynamicValueTest, DescriptionListsEveryStoredProperty)
+{
+    auto value = echo(QStringLiteral("abc"));
+    const QString description = value->description();
+    EXPECT_TRUE(description.startsWith(QStringLiteral("<HXTestEchoDynamicValue: 0x"))) << description.toStdString();
+    EXPECT_TRUE(description.endsWith(QStringLiteral("> input: abc, count: 7, flag: 1, ratio: (null), when: (null), "
+                                                    "blob: (null), rows: (null), request: (null)")))
+        << description.toStdString();
+}
+
+TEST_F(HXDynamicValueTest, ChoiceListsComeFromContentKeys)
+{
+    auto value = HXDynamicValue::make<EchoValue>();
+    const auto choices = value->valueForUndefinedKey(QStringLiteral("countContent"));
+    ASSERT_TRUE(choices);
+    ASSERT_EQ(choices->size(), 4);
+    EXPECT_EQ(choices->at(0).object.toInt(), 0);
+    EXPECT_EQ(choices->at(0).descriptiveString, QStringLiteral("zero"));
+    EXPECT_EQ(choices->at(2).descriptiveString, QStringLiteral("two"));
+    // Only numbers get labels.
+    EXPECT_EQ(choices->at(3).object.toString(), QStringLiteral("many"));
+    EXPECT_TRUE(choices->at(3).descriptiveString.isEmpty());
+    // A one-letter property is upper-cased whole; no labels without a localiser.
+    const auto single = value->valueForUndefinedKey(QStringLiteral("xContent"));
+    ASSERT_TRUE(single);
+    ASSERT_EQ(single->size(), 1);
+    EXPECT_TRUE(single->at(0).descriptiveString.isEmpty());
+
+    EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("inputContent")));
+    EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("count")));
+    EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("countContents")));
+}
+
+TEST_F(HXDynamicValueTest, ArchivedStringHoldsJustThisToken)
+{
+    auto value = echo(QStringLiteral("[x]"));
+    const QString archived = value->archivedString();
+    EXPECT_TRUE(archived.startsWith(QStringLiteral("[{\"data\":\""))) << archived.toStdString();
+    EXPECT_TRUE(archived.endsWith(QStringLiteral("\",\"name\":\"kestrelworks.Kea.DynamicValue\"}]")));
+    const HXDynamicValuePtr back = HXDynamicValueEngine::unarchiveAttributedString(archived).onlyDynamicValue();
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isEqual(*value));
+    EXPECT_EQ(back->stringValue(QStringLiteral("input")), QStringLiteral("[x]"));
+}
+
+TEST_F(HXDynamicValueTest, CopyKeepsStoredProperties)
+{
+    auto value = echo(QStringLiteral("copy"));
+    value->setValue(QStringLiteral("ratio"), 3.25);
+    HXDynamicValuePtr copy = value->copy();
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy.get(), value.get());
+    EXPECT_TRUE(copy->isEqual(*value));
+}
+
+TEST(HXDynamicValueCatalogueTest, TwentyKindsInMenuOrderAndGroups)
+{
+    const QList<HXDynamicValueKind> kinds = HXDynamicValueCatalogue::allKinds();
+    ASSERT_GE(kinds.size(), 20);
+    EXPECT_EQ(kinds[0].className, QStringLiteral("HXTimestampDynamicValue"));
+    EXPECT_EQ(kinds[9].className, QStringLiteral("HXHashDynamicValue"));
+    EXPECT_EQ(kinds[9].title, QStringLiteral("Digest (Hash)"));
+    EXPECT_EQ(kinds[9].group, QStringLiteral("Crypto"));
+    EXPECT_EQ(kinds[19].className, QStringLiteral("HXBodyMultipartFormDataDynamicValue"));
+    EXPECT_EQ(kinds[19].group, QStringLiteral("Request Body"));
+    // Groups appear in the menu's group order.
+    const QStringList groups = HXDynamicValueCatalogue::groups();
+    qsizetype lastGroup = 0;
+    for (qsizetype i = 0; i < 20; ++i) {
+        EXPECT_EQ(kinds[i].menuOrder, i);
+        const qsizetype group = groups.indexOf(kinds[i].group);
+        ASSERT_GE(group, lastGroup) << kinds[i].className.toStdString();
+        lastGroup = group;
+    }
+    EXPECT_EQ(HXDynamicValueCatalogue::menuTitle(), QStringLiteral("Add Dynamic Value..."));
+    // Kinds outside the twenty are never offered in the menu.
+    registerTestKinds();
+    for (const HXDynamicValueKind &kind : HXDynamicValueCatalogue::availableKinds())
+        EXPECT_FALSE(kind.group.isEmpty()) << kind.className.toStdString();
+    EXPECT_TRUE(HXDynamicValueCatalogue::createValue(EchoValue::staticClassName()));
+    EXPECT_FALSE(HXDynamicValueCatalogue::createValue(QStringLiteral("HXNoSuchDynamicValue")));
+}
