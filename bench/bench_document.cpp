@@ -38,6 +38,8 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     const int requests = argc > 1 ? std::atoi(argv[1]) : 10000;
     QTemporaryDir folder;
+    if (qEnvironmentVariableIsSet("KEA_BENCH_KEEP"))
+        folder.setAutoRemove(false);
     const QString path = folder.filePath(QStringLiteral("bench.kea"));
 
     QElapsedTimer timer;
@@ -45,6 +47,8 @@ int main(int argc, char **argv)
     qint64 built = 0;
     {
         HXManagedObjectContext context(&HXDocumentModel::currentModel());
+        // Built the way a document is loaded: no undo history.
+        context.undoManager()->disableUndoRegistration();
         HXRequestGroup *group = nullptr;
         for (int i = 0; i < requests; ++i) {
             if (i % 100 == 0) {
@@ -67,8 +71,9 @@ int main(int argc, char **argv)
             }
         }
         context.processPendingChanges();
-        context.undoManager()->removeAllActions();
+        context.undoManager()->enableUndoRegistration();
         built = timer.restart();
+        std::printf("peak after building: %.1f MB\n", peakMegabytes());
 
         if (auto saved = HXXMLStore::save(&context, path); !saved) {
             std::fprintf(stderr, "save failed: %s\n", qPrintable(saved.error().description));

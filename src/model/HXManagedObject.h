@@ -64,6 +64,12 @@ public:
     void addObjectForKey(HXManagedObject *object, const QString &key);
     void removeObjectForKey(HXManagedObject *object, const QString &key);
 
+    // Direct access by index into entity()->attributes() / relationships(),
+    // for code that walks every property (saving, copying).
+    const QVariant &attributeValue(int index) const { return m_attributes[size_t(index)]; }
+    HXManagedObject *toOneObject(int index) const { return m_toOne[size_t(index)]; }
+    const QList<HXManagedObject *> &toManyObjects(int index) const { return m_toMany[size_t(index)]; }
+
     // Typed helpers for entity classes.
     QString stringForKey(const QString &key) const { return valueForKey(key).toString(); }
     qint64 integerForKey(const QString &key) const { return valueForKey(key).toLongLong(); }

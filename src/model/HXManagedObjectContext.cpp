@@ -205,6 +205,23 @@ void HXManagedObjectContext::_unregister(HXManagedObject *object)
     _registerUndo([this, object] { _register(object); });
 }
 
+HXManagedObject *HXManagedObjectContext::_makeObject(const HXEntityDescription *entity, qint64 number)
+{
+    std::unique_ptr<HXManagedObject> owned(entity->newObject());
+    HXManagedObject *object = owned.get();
+    object->m_entity = entity;
+    object->m_context = this;
+    object->m_number = number;
+    object->m_attributes.resize(size_t(entity->attributes().size()));
+    object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
+    // Slots for to-many members only where the entity has such relationships.
+    const auto &relationships = entity->relationships();
+    if (std::any_of(relationships.begin(), relationships.end(), [](const auto &r) { return r.toMany; }))
+        object->m_toMany.resize(size_t(relationships.size()));
+    m_objects.push_back(std::move(owned));
+    return object;
+}
+
 HXManagedObject *HXManagedObjectContext::insertNewObject(const QString &entityName)
 {
     const HXEntityDescription *entity = m_model->entity(entityName);
@@ -212,19 +229,11 @@ HXManagedObject *HXManagedObjectContext::insertNewObject(const QString &entityNa
         qCWarning(lcKeaModel) << "cannot insert an object of entity" << entityName;
         return nullptr;
     }
-    std::unique_ptr<HXManagedObject> owned(entity->newObject());
-    HXManagedObject *object = owned.get();
-    object->m_entity = entity;
-    object->m_context = this;
-    object->m_number = m_nextNumber++;
-    object->m_attributes.resize(size_t(entity->attributes().size()));
+    HXManagedObject *object = _makeObject(entity, m_nextNumber++);
     for (int i = 0; i < entity->attributes().size(); ++i) {
         const HXAttributeDescription &attribute = entity->attributes().at(i);
         object->m_attributes[size_t(i)] = coerceAttributeValue(attribute.defaultValue, attribute.type);
     }
-    object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
-    object->m_toMany.resize(size_t(entity->relationships().size()));
-    m_objects.push_back(std::move(owned));
     _register(object);
     object->awakeFromInsert();
     return object;
@@ -398,18 +407,10 @@ HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescri
 {
     if (entity == nullptr || entity->isAbstract() || number <= 0 || m_live.count(number) != 0)
         return nullptr;
-    std::unique_ptr<HXManagedObject> owned(entity->newObject());
-    HXManagedObject *object = owned.get();
-    object->m_entity = entity;
-    object->m_context = this;
-    object->m_number = number;
-    object->m_attributes.resize(size_t(entity->attributes().size()));
-    object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
-    object->m_toMany.resize(size_t(entity->relationships().size()));
+    HXManagedObject *object = _makeObject(entity, number);
     object->m_live = true;
     object->m_persisted = true;
     m_live.emplace(number, object);
-    m_objects.push_back(std::move(owned));
     m_nextNumber = std::max(m_nextNumber, number + 1);
     return object;
 }

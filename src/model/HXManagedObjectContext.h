@@ -91,6 +91,7 @@ Q_SIGNALS:
 private:
     friend class HXManagedObject;
 
+    HXManagedObject *_makeObject(const HXEntityDescription *entity, qint64 number);
     void _setAttribute(HXManagedObject *object, int index, const QVariant &value);
     void _setToOne(HXManagedObject *object, int index, HXManagedObject *target);
     void _addToMany(HXManagedObject *object, int index, HXManagedObject *target);

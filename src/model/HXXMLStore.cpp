@@ -4,14 +4,17 @@
 #include "HXManagedObjectContext.h"
 #include "HXManagedObjectModel.h"
 
-#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QXmlStreamReader>
+#include <QStringDecoder>
+#include <QVarLengthArray>
+
+#include <openssl/evp.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
@@ -23,6 +26,14 @@ namespace {
 const QByteArray kIntegrityMarker = QByteArrayLiteral("\n <integrity sha256=\"");
 const QByteArray kDocumentEnd = QByteArrayLiteral("\"/>\n</kea-document>\n");
 constexpr int kFormatVersion = 1;
+
+QByteArray sha256Hex(QByteArrayView bytes)
+{
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(bytes.data(), size_t(bytes.size()), digest, &length, EVP_sha256(), nullptr);
+    return QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex();
+}
 
 HXError storeError(HXXMLStore::ErrorCode code, const QString &text)
 {
@@ -54,6 +65,13 @@ bool isXMLSafe(const QString &text)
 
 void appendEscaped(QByteArray &out, const QByteArray &utf8)
 {
+    const bool plain = std::none_of(utf8.begin(), utf8.end(), [](char c) {
+        return c == '&' || c == '<' || c == '>' || c == '"' || c == '\t' || c == '\n' || c == '\r';
+    });
+    if (plain) {
+        out += utf8;
+        return;
+    }
     for (const char c : utf8) {
         switch (c) {
         case '&':
@@ -182,180 +200,421 @@ void appendAttribute(QByteArray &out, const HXAttributeDescription &attribute, c
 
 // ---- reading ----
 
-struct ParsedRelationship
-{
-    int index = -1;
-    QList<qint64> targets;
-    qint64 line = 0;
-};
-
-struct ParsedObject
-{
-    const HXEntityDescription *entity = nullptr;
-    qint64 number = 0;
-    qint64 line = 0;
-    std::vector<std::pair<int, QVariant>> attributes;
-    std::vector<ParsedRelationship> relationships;
-};
-
+// A strict reader of the XML that serialize() writes, over the UTF-8 bytes:
+// elements, attributes in double or single quotes, character and entity
+// references, comments and white space between elements. Anything else is an
+// error naming the line.
 class Reader
 {
 public:
     Reader(const QByteArray &data, const QString &name, const HXManagedObjectModel *model)
-        : m_xml(data), m_name(name), m_model(model)
+        : m_begin(data.constData()), m_at(data.constData()), m_end(data.constData() + data.size()), m_name(name),
+          m_model(model)
     {}
 
     bool integrityChecked = false;
     HXStoreMetadata metadata;
-    std::vector<ParsedObject> objects;
 
-    // Reads everything, or stops at the first problem.
-    HXResult<void> read(bool metadataOnly);
+    // Reads the whole document into `context` (metadata only when null).
+    HXResult<void> read(HXManagedObjectContext *context);
 
 private:
-    HXError fail(HXXMLStore::ErrorCode code, const QString &what, qint64 line = -1) const
+    struct Tag
+    {
+        QByteArrayView name;
+        bool closing = false;
+        bool selfClosing = false;
+        const char *position = nullptr;
+        QVarLengthArray<std::pair<QByteArrayView, QByteArrayView>, 4> attributes;
+
+        QByteArrayView attribute(QByteArrayView key) const
+        {
+            for (const auto &[name, value] : attributes) {
+                if (name == key)
+                    return value;
+            }
+            return {};
+        }
+        bool hasAttribute(QByteArrayView key) const
+        {
+            for (const auto &attribute : attributes) {
+                if (attribute.first == key)
+                    return true;
+            }
+            return false;
+        }
+    };
+    struct PendingLink
+    {
+        HXManagedObject *object;
+        int relationship;
+        qint64 target;
+        const char *position;
+    };
+
+    qint64 lineAt(const char *position) const { return 1 + std::count(m_begin, position, '\n'); }
+    HXError fail(HXXMLStore::ErrorCode code, const QString &what, const char *position = nullptr) const
     {
         return storeError(code,
-                          QStringLiteral("%1:%2: %3").arg(m_name).arg(line >= 0 ? line : m_xml.lineNumber()).arg(what));
+                          QStringLiteral("%1:%2: %3").arg(m_name).arg(lineAt(position ? position : m_at)).arg(what));
     }
-    HXError malformed() const
+    HXError malformed(const QString &what, const char *position = nullptr) const
     {
         return fail(HXXMLStore::MalformedError,
-                    QStringLiteral("the file is not well-formed XML (%1); it may be truncated or damaged — "
-                                   "restore it from a backup")
-                        .arg(m_xml.errorString()));
+                    QStringLiteral("the file is not well-formed XML (%1); it may be truncated or damaged — restore "
+                                   "it from a backup")
+                        .arg(what),
+                    position);
     }
-    // Next start element inside the current element; false at its end.
-    bool nextChild(HXError *error);
-    HXResult<void> readMetadata();
-    HXResult<void> readObject();
-    HXResult<QVariant> parseAttribute(const HXAttributeDescription &attribute, const QString &text,
-                                      const QString &encoding) const;
 
-    QXmlStreamReader m_xml;
+    static bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+    static bool isNameChar(char c)
+    {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' ||
+               c == ':' || c == '.';
+    }
+
+    // Skips white space and comments; stops at the next '<' of an element or
+    // at text. Fails on an unterminated comment.
+    HXResult<void> skipMisc();
+    HXResult<Tag> readTag();
+    // The decoded text up to the next '<'.
+    HXResult<QByteArray> readText();
+    HXResult<QByteArray> decode(QByteArrayView raw, const char *position) const;
+    HXResult<QString> decodeString(QByteArrayView raw, const char *position) const;
+    // Reads the next tag after white space; text there is an error.
+    HXResult<Tag> nextTag();
+    // Text content of an element whose start tag was just read.
+    HXResult<QByteArray> elementText(const Tag &tag);
+
+    HXResult<void> readMetadata();
+    HXResult<void> checkModel(const char *position) const;
+    HXResult<void> readObject(const Tag &tag, HXManagedObjectContext *context);
+    HXResult<QVariant> parseValue(const HXAttributeDescription &attribute, const QByteArray &text,
+                                  QByteArrayView encoding, const char *position) const;
+
+    const char *m_begin;
+    const char *m_at;
+    const char *m_end;
     QString m_name;
     const HXManagedObjectModel *m_model;
+    QHash<QByteArray, const HXEntityDescription *> m_entities;
+    std::vector<PendingLink> m_links;
 };
 
-bool Reader::nextChild(HXError *error)
+HXResult<void> Reader::skipMisc()
 {
-    while (!m_xml.atEnd()) {
-        const QXmlStreamReader::TokenType token = m_xml.readNext();
-        switch (token) {
-        case QXmlStreamReader::StartElement:
-            return true;
-        case QXmlStreamReader::EndElement:
-            return false;
-        case QXmlStreamReader::Characters:
-            if (!m_xml.isWhitespace()) {
-                *error = fail(HXXMLStore::InvalidContentError,
-                              QStringLiteral("unexpected text \"%1\"").arg(m_xml.text().left(40).toString()));
-                return false;
-            }
+    while (m_at < m_end) {
+        if (isSpace(*m_at)) {
+            ++m_at;
+        } else if (m_end - m_at >= 4 && std::memcmp(m_at, "<!--", 4) == 0) {
+            const char *close = static_cast<const char *>(memmem(m_at + 4, size_t(m_end - m_at - 4), "-->", 3));
+            if (close == nullptr)
+                return malformed(QStringLiteral("a comment is not closed"));
+            m_at = close + 3;
+        } else {
             break;
-        case QXmlStreamReader::Comment:
-            break;
-        case QXmlStreamReader::Invalid:
-            *error = malformed();
-            return false;
-        default:
-            *error = fail(HXXMLStore::InvalidContentError, QStringLiteral("unexpected XML content"));
-            return false;
         }
     }
-    *error = malformed();
-    return false;
+    return {};
 }
 
-HXResult<void> Reader::read(bool metadataOnly)
+HXResult<Reader::Tag> Reader::readTag()
 {
-    while (!m_xml.atEnd() && m_xml.readNext() != QXmlStreamReader::StartElement) {
-        if (m_xml.tokenType() == QXmlStreamReader::Invalid)
-            break;
+    Tag tag;
+    tag.position = m_at;
+    if (m_at >= m_end || *m_at != '<')
+        return malformed(QStringLiteral("an element was expected"));
+    ++m_at;
+    if (m_at < m_end && *m_at == '/') {
+        tag.closing = true;
+        ++m_at;
     }
-    if (m_xml.tokenType() != QXmlStreamReader::StartElement) {
-        if (m_xml.hasError())
-            return fail(HXXMLStore::ForeignFileError,
-                        QStringLiteral("this is not a Kea document (%1)").arg(m_xml.errorString()));
-        return fail(HXXMLStore::ForeignFileError, QStringLiteral("this is not a Kea document (it is empty)"));
+    const char *nameStart = m_at;
+    while (m_at < m_end && isNameChar(*m_at))
+        ++m_at;
+    if (m_at == nameStart)
+        return malformed(QStringLiteral("an element has no name"));
+    tag.name = QByteArrayView(nameStart, m_at - nameStart);
+    for (;;) {
+        const char *beforeSpace = m_at;
+        while (m_at < m_end && isSpace(*m_at))
+            ++m_at;
+        if (m_at >= m_end)
+            return malformed(QStringLiteral("the file ends inside a tag"));
+        if (*m_at == '>') {
+            ++m_at;
+            return tag;
+        }
+        if (*m_at == '/' && !tag.closing) {
+            if (m_at + 1 >= m_end || m_at[1] != '>')
+                return malformed(QStringLiteral("a tag is not closed"));
+            m_at += 2;
+            tag.selfClosing = true;
+            return tag;
+        }
+        if (tag.closing || m_at == beforeSpace)
+            return malformed(QStringLiteral("unexpected characters in a tag"));
+        const char *attributeStart = m_at;
+        while (m_at < m_end && isNameChar(*m_at))
+            ++m_at;
+        const QByteArrayView attributeName(attributeStart, m_at - attributeStart);
+        while (m_at < m_end && isSpace(*m_at))
+            ++m_at;
+        if (attributeName.isEmpty() || m_at >= m_end || *m_at != '=')
+            return malformed(QStringLiteral("an attribute has no value"));
+        ++m_at;
+        while (m_at < m_end && isSpace(*m_at))
+            ++m_at;
+        if (m_at >= m_end || (*m_at != '"' && *m_at != '\''))
+            return malformed(QStringLiteral("an attribute value is not quoted"));
+        const char quote = *m_at++;
+        const char *valueStart = m_at;
+        const char *valueEnd = static_cast<const char *>(std::memchr(m_at, quote, size_t(m_end - m_at)));
+        if (valueEnd == nullptr)
+            return malformed(QStringLiteral("an attribute value is not closed"));
+        const QByteArrayView value(valueStart, valueEnd - valueStart);
+        if (value.contains('<'))
+            return malformed(QStringLiteral("\"<\" inside an attribute value"));
+        if (tag.hasAttribute(attributeName))
+            return malformed(QStringLiteral("an attribute appears twice in one tag"));
+        tag.attributes.append({attributeName, value});
+        m_at = valueEnd + 1;
     }
-    if (m_xml.name() != u"kea-document")
-        return fail(HXXMLStore::ForeignFileError,
-                    QStringLiteral("this is not a Kea document (its root element is <%1>)").arg(m_xml.name()));
-    if (m_xml.attributes().value(QLatin1String("format")) != QString::number(kFormatVersion))
-        return fail(HXXMLStore::ModelMismatchError,
-                    QStringLiteral("the document format \"%1\" is not one this version of Kea reads")
-                        .arg(m_xml.attributes().value(QLatin1String("format"))));
+}
 
-    HXError error;
-    if (!nextChild(&error) || m_xml.name() != u"metadata")
-        return error.isNull()
-                   ? fail(HXXMLStore::InvalidContentError, QStringLiteral("the <metadata> element is missing"))
-                   : error;
-    if (auto result = readMetadata(); !result)
-        return result;
-    if (metadataOnly)
-        return {};
-
-    bool sawIntegrity = false;
-    while (nextChild(&error)) {
-        if (sawIntegrity)
-            return fail(HXXMLStore::InvalidContentError, QStringLiteral("content after the <integrity> line"));
-        if (m_xml.name() == u"object") {
-            if (auto result = readObject(); !result)
-                return result;
-        } else if (m_xml.name() == u"integrity") {
-            if (!integrityChecked)
-                return fail(HXXMLStore::IntegrityError,
-                            QStringLiteral("the <integrity> line is damaged; restore the file from a backup"));
-            sawIntegrity = true;
-            m_xml.skipCurrentElement();
+HXResult<QByteArray> Reader::decode(QByteArrayView raw, const char *position) const
+{
+    if (!raw.contains('&'))
+        return raw.toByteArray();
+    QByteArray out;
+    out.reserve(raw.size());
+    for (qsizetype i = 0; i < raw.size(); ++i) {
+        const char c = raw.at(i);
+        if (c != '&') {
+            out += c;
+            continue;
+        }
+        const qsizetype semicolon = raw.indexOf(';', i);
+        if (semicolon < 0 || semicolon - i > 12)
+            return malformed(QStringLiteral("a \"&\" that starts no reference"), position);
+        const QByteArrayView reference = raw.sliced(i + 1, semicolon - i - 1);
+        i = semicolon;
+        if (reference == "amp")
+            out += '&';
+        else if (reference == "lt")
+            out += '<';
+        else if (reference == "gt")
+            out += '>';
+        else if (reference == "quot")
+            out += '"';
+        else if (reference == "apos")
+            out += '\'';
+        else if (reference.startsWith('#')) {
+            bool ok = false;
+            const uint code = reference.startsWith("#x") ? reference.sliced(2).toByteArray().toUInt(&ok, 16)
+                                                         : reference.sliced(1).toByteArray().toUInt(&ok, 10);
+            const bool allowed = code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code <= 0xD7FF) ||
+                                 (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
+            if (!ok || !allowed)
+                return malformed(QStringLiteral("an invalid character reference"), position);
+            const char32_t character = char32_t(code);
+            out += QString::fromUcs4(&character, 1).toUtf8();
         } else {
-            return fail(HXXMLStore::InvalidContentError, QStringLiteral("unknown element <%1>").arg(m_xml.name()));
+            return malformed(QStringLiteral("an unknown entity \"&%1;\"").arg(QString::fromLatin1(reference)),
+                             position);
         }
     }
-    if (!error.isNull())
-        return error;
-    // After the root element only white space and comments may follow.
-    while (!m_xml.atEnd()) {
-        m_xml.readNext();
-        if (m_xml.hasError())
-            return malformed();
+    return out;
+}
+
+HXResult<QString> Reader::decodeString(QByteArrayView raw, const char *position) const
+{
+    auto bytes = decode(raw, position);
+    if (!bytes)
+        return bytes.error();
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(*bytes);
+    if (decoder.hasError())
+        return malformed(QStringLiteral("text that is not valid UTF-8"), position);
+    return text;
+}
+
+HXResult<QByteArray> Reader::readText()
+{
+    const char *start = m_at;
+    const char *lt = static_cast<const char *>(std::memchr(m_at, '<', size_t(m_end - m_at)));
+    m_at = lt != nullptr ? lt : m_end;
+    return decode(QByteArrayView(start, m_at - start), start);
+}
+
+HXResult<Reader::Tag> Reader::nextTag()
+{
+    if (auto skipped = skipMisc(); !skipped)
+        return skipped.error();
+    if (m_at >= m_end)
+        return malformed(QStringLiteral("the file ends early"));
+    if (*m_at != '<') {
+        const char *lt = static_cast<const char *>(std::memchr(m_at, '<', size_t(m_end - m_at)));
+        const qsizetype length = std::min<qsizetype>(40, (lt ? lt : m_end) - m_at);
+        return fail(HXXMLStore::InvalidContentError,
+                    QStringLiteral("unexpected text \"%1\"").arg(QString::fromUtf8(m_at, length)));
+    }
+    return readTag();
+}
+
+HXResult<QByteArray> Reader::elementText(const Tag &tag)
+{
+    if (tag.selfClosing)
+        return QByteArray();
+    auto text = readText();
+    if (!text)
+        return text;
+    const char *closeAt = m_at;
+    auto closing = readTag();
+    if (!closing)
+        return closing.error();
+    if (!closing->closing || closing->name != tag.name)
+        return malformed(QStringLiteral("</%1> was expected").arg(QString::fromLatin1(tag.name)), closeAt);
+    return text;
+}
+
+HXResult<void> Reader::read(HXManagedObjectContext *context)
+{
+    if (m_end - m_at >= 5 && std::memcmp(m_at, "<?xml", 5) == 0) {
+        const char *close = static_cast<const char *>(memmem(m_at, size_t(m_end - m_at), "?>", 2));
+        if (close == nullptr)
+            return fail(HXXMLStore::ForeignFileError, QStringLiteral("this is not a Kea document"));
+        m_at = close + 2;
+    }
+    if (auto skipped = skipMisc(); !skipped)
+        return skipped;
+    if (m_at >= m_end)
+        return fail(HXXMLStore::ForeignFileError, QStringLiteral("this is not a Kea document (it is empty)"));
+    auto root = readTag();
+    if (!root || root->closing || root->name != "kea-document")
+        return fail(HXXMLStore::ForeignFileError, QStringLiteral("this is not a Kea document"), m_begin);
+    if (root->attribute("format") != QByteArray::number(kFormatVersion))
+        return fail(HXXMLStore::ModelMismatchError,
+                    QStringLiteral("the document format \"%1\" is not one this version of Kea reads")
+                        .arg(QString::fromUtf8(root->attribute("format"))));
+    if (root->selfClosing)
+        return fail(HXXMLStore::InvalidContentError, QStringLiteral("the <metadata> element is missing"));
+    // Bytes XML never allows in a document.
+    for (const char *p = m_begin; p < m_end; ++p) {
+        const auto c = static_cast<unsigned char>(*p);
+        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
+            return malformed(QStringLiteral("a control character (byte %1)").arg(c), p);
+    }
+
+    auto metadataTag = nextTag();
+    if (!metadataTag)
+        return metadataTag.error();
+    if (metadataTag->name != "metadata" || metadataTag->closing || metadataTag->selfClosing)
+        return fail(HXXMLStore::InvalidContentError, QStringLiteral("the <metadata> element is missing"),
+                    metadataTag->position);
+    if (auto result = readMetadata(); !result)
+        return result;
+    if (context == nullptr)
+        return {};
+
+    m_entities.clear();
+    for (const HXEntityDescription *entity : m_model->entities())
+        m_entities.insert(entity->name().toUtf8(), entity);
+    bool sawIntegrity = false;
+    for (;;) {
+        auto tag = nextTag();
+        if (!tag)
+            return tag.error();
+        if (tag->closing && tag->name == "kea-document")
+            break;
+        if (sawIntegrity)
+            return fail(HXXMLStore::InvalidContentError, QStringLiteral("content after the <integrity> line"),
+                        tag->position);
+        if (!tag->closing && tag->name == "object") {
+            if (auto result = readObject(*tag, context); !result)
+                return result;
+        } else if (!tag->closing && tag->name == "integrity" && tag->selfClosing) {
+            if (!integrityChecked)
+                return fail(HXXMLStore::IntegrityError,
+                            QStringLiteral("the <integrity> line is damaged; restore the file from a backup"),
+                            tag->position);
+            sawIntegrity = true;
+        } else {
+            return fail(HXXMLStore::InvalidContentError,
+                        QStringLiteral("unexpected element <%1%2>")
+                            .arg(tag->closing ? QStringLiteral("/") : QString(), QString::fromUtf8(tag->name)),
+                        tag->position);
+        }
+    }
+    if (auto skipped = skipMisc(); !skipped)
+        return skipped;
+    if (m_at != m_end)
+        return malformed(QStringLiteral("content after the end of the document"));
+
+    for (const PendingLink &link : m_links) {
+        HXManagedObject *target = context->objectWithNumber(link.target);
+        if (target == nullptr)
+            return fail(HXXMLStore::InvalidContentError,
+                        QStringLiteral("reference to a missing object p%1").arg(link.target), link.position);
+        const HXEntityDescription *destination = link.object->entity()->destinationEntity(link.relationship);
+        if (!target->entity()->isKindOfEntity(destination))
+            return fail(HXXMLStore::InvalidContentError,
+                        QStringLiteral("object p%1 is a %2, not a %3")
+                            .arg(link.target)
+                            .arg(target->entityName(), destination->name()),
+                        link.position);
+        context->linkLoadedObjects(link.object, link.relationship, target);
     }
     return {};
 }
 
 HXResult<void> Reader::readMetadata()
 {
-    HXError error;
-    while (nextChild(&error)) {
-        const QStringView element = m_xml.name();
-        if (element == u"store-uuid") {
-            metadata.storeUUID = m_xml.readElementText();
-        } else if (element == u"model-version") {
-            metadata.versionIdentifiers.append(m_xml.readElementText());
-        } else if (element == u"entity") {
-            const QString entity = m_xml.attributes().value(QLatin1String("name")).toString();
-            const QByteArray hash = m_xml.attributes().value(QLatin1String("hash")).toLatin1();
-            if (entity.isEmpty() || hash.isEmpty())
-                return fail(HXXMLStore::InvalidContentError, QStringLiteral("an <entity> without name or hash"));
-            metadata.entityVersionHashes.insert(entity, hash);
-            m_xml.skipCurrentElement();
-        } else {
-            return fail(HXXMLStore::InvalidContentError, QStringLiteral("unknown metadata element <%1>").arg(element));
+    for (;;) {
+        auto tag = nextTag();
+        if (!tag)
+            return tag.error();
+        if (tag->closing) {
+            if (tag->name != "metadata")
+                return malformed(QStringLiteral("</metadata> was expected"), tag->position);
+            break;
         }
-        if (m_xml.hasError())
-            return malformed();
+        if (tag->name == "store-uuid" || tag->name == "model-version") {
+            auto text = elementText(*tag);
+            if (!text)
+                return text.error();
+            auto value = decodeString(*text, tag->position);
+            if (!value)
+                return value.error();
+            if (tag->name == "store-uuid")
+                metadata.storeUUID = *value;
+            else
+                metadata.versionIdentifiers.append(*value);
+        } else if (tag->name == "entity") {
+            const QByteArrayView entity = tag->attribute("name");
+            const QByteArrayView hash = tag->attribute("hash");
+            if (entity.isEmpty() || hash.isEmpty())
+                return fail(HXXMLStore::InvalidContentError, QStringLiteral("an <entity> without name or hash"),
+                            tag->position);
+            metadata.entityVersionHashes.insert(QString::fromUtf8(entity), hash.toByteArray());
+            if (auto text = elementText(*tag); !text)
+                return text.error();
+        } else {
+            return fail(HXXMLStore::InvalidContentError,
+                        QStringLiteral("unknown metadata element <%1>").arg(QString::fromUtf8(tag->name)),
+                        tag->position);
+        }
     }
-    if (!error.isNull())
-        return error;
     if (metadata.storeUUID.isEmpty())
         return fail(HXXMLStore::InvalidContentError, QStringLiteral("the store UUID is missing"));
     if (metadata.versionIdentifiers.isEmpty())
         return fail(HXXMLStore::InvalidContentError, QStringLiteral("the model version is missing"));
-    if (m_model == nullptr)
-        return {};
+    return m_model != nullptr ? checkModel(m_at) : HXResult<void>();
+}
 
+HXResult<void> Reader::checkModel(const char *position) const
+{
     const QStringList expected = m_model->versionIdentifiers();
     bool known = false;
     for (const QString &identifier : std::as_const(metadata.versionIdentifiers))
@@ -364,7 +623,8 @@ HXResult<void> Reader::readMetadata()
         return fail(HXXMLStore::ModelMismatchError,
                     QStringLiteral("the document was written with model version %1, which this version of Kea "
                                    "cannot open (it reads %2)")
-                        .arg(metadata.versionIdentifiers.join(u", "), expected.join(u", ")));
+                        .arg(metadata.versionIdentifiers.join(u", "), expected.join(u", ")),
+                    position);
     const QMap<QString, QByteArray> hashes = m_model->entityVersionHashes();
     if (hashes != metadata.entityVersionHashes) {
         for (auto it = hashes.cbegin(); it != hashes.cend(); ++it) {
@@ -372,27 +632,31 @@ HXResult<void> Reader::readMetadata()
                 return fail(HXXMLStore::ModelMismatchError,
                             QStringLiteral("the document's definition of entity %1 differs from this version of "
                                            "Kea's")
-                                .arg(it.key()));
+                                .arg(it.key()),
+                            position);
         }
-        return fail(HXXMLStore::ModelMismatchError, QStringLiteral("the document names entities Kea does not know"));
+        return fail(HXXMLStore::ModelMismatchError, QStringLiteral("the document names entities Kea does not know"),
+                    position);
     }
     return {};
 }
 
-HXResult<QVariant> Reader::parseAttribute(const HXAttributeDescription &attribute, const QString &text,
-                                          const QString &encoding) const
+HXResult<QVariant> Reader::parseValue(const HXAttributeDescription &attribute, const QByteArray &text,
+                                      QByteArrayView encoding, const char *position) const
 {
-    bool ok = true;
+    bool ok = encoding.isEmpty() || (attribute.type == HXAttributeType::String && encoding == "utf16le-base64");
     QVariant value;
-    if (!encoding.isEmpty() && (attribute.type != HXAttributeType::String || encoding != u"utf16le-base64"))
-        ok = false;
+    const char *first = text.constData();
+    const char *last = first + text.size();
     switch (attribute.type) {
     case HXAttributeType::String:
         if (encoding.isEmpty()) {
-            value = text;
-        } else {
-            auto decoded = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-            ok = ok && decoded && decoded.decoded.size() % 2 == 0;
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            value = QString(decoder.decode(text));
+            ok = ok && !decoder.hasError();
+        } else if (ok) {
+            auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
+            ok = bool(decoded) && decoded.decoded.size() % 2 == 0;
             if (ok) {
                 QString string(decoded.decoded.size() / 2, Qt::Uninitialized);
                 const auto *bytes = reinterpret_cast<const uchar *>(decoded.decoded.constData());
@@ -402,122 +666,158 @@ HXResult<QVariant> Reader::parseAttribute(const HXAttributeDescription &attribut
             }
         }
         break;
-    case HXAttributeType::Integer64:
-        value = text.toLongLong(&ok);
+    case HXAttributeType::Integer64: {
+        qint64 number = 0;
+        const auto parsed = std::from_chars(first, last, number);
+        ok = ok && parsed.ec == std::errc() && parsed.ptr == last && first != last;
+        value = number;
         break;
-    case HXAttributeType::UnsignedInteger64:
-        value = text.toULongLong(&ok);
+    }
+    case HXAttributeType::UnsignedInteger64: {
+        quint64 number = 0;
+        const auto parsed = std::from_chars(first, last, number);
+        ok = ok && parsed.ec == std::errc() && parsed.ptr == last && first != last;
+        value = number;
         break;
+    }
     case HXAttributeType::Double:
-        if (text == u"nan")
+        if (text == "nan") {
             value = std::nan("");
-        else if (text == u"inf" || text == u"-inf")
-            value = text.startsWith(u'-') ? -HUGE_VAL : HUGE_VAL;
-        else
-            value = text.toDouble(&ok);
+        } else if (text == "inf" || text == "-inf") {
+            value = text.startsWith('-') ? -HUGE_VAL : HUGE_VAL;
+        } else {
+            double number = 0;
+            const auto parsed = std::from_chars(first, last, number);
+            ok = ok && parsed.ec == std::errc() && parsed.ptr == last && first != last;
+            value = number;
+        }
         break;
     case HXAttributeType::Boolean:
-        ok = text == u"true" || text == u"false";
-        value = text == u"true";
+        ok = ok && (text == "true" || text == "false");
+        value = text == "true";
         break;
     case HXAttributeType::Date: {
-        const QDateTime date = QDateTime::fromString(text, Qt::ISODateWithMs);
-        ok = date.isValid() && text.endsWith(u'Z');
+        const QDateTime date = QDateTime::fromString(QString::fromLatin1(text), Qt::ISODateWithMs);
+        ok = ok && date.isValid() && text.endsWith('Z');
         value = date.toUTC();
         break;
     }
     case HXAttributeType::Binary: {
-        auto decoded = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-        ok = bool(decoded);
+        auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors);
+        ok = ok && bool(decoded);
         value = decoded.decoded;
         break;
     }
     }
     if (!ok)
-        return fail(HXXMLStore::InvalidContentError, QStringLiteral("attribute \"%1\" has a value that is not a %2")
-                                                         .arg(attribute.name, HXAttributeTypeName(attribute.type)));
+        return fail(HXXMLStore::InvalidContentError,
+                    QStringLiteral("attribute \"%1\" has a value that is not a %2")
+                        .arg(attribute.name, HXAttributeTypeName(attribute.type)),
+                    position);
     return value;
 }
 
-HXResult<void> Reader::readObject()
+HXResult<void> Reader::readObject(const Tag &tag, HXManagedObjectContext *context)
 {
-    ParsedObject object;
-    object.line = m_xml.lineNumber();
-    const QXmlStreamAttributes attributes = m_xml.attributes();
-    const QString entityName = attributes.value(QLatin1String("entity")).toString();
-    object.entity = m_model->entity(entityName);
-    if (object.entity == nullptr || object.entity->isAbstract())
-        return fail(HXXMLStore::InvalidContentError, QStringLiteral("unknown entity \"%1\"").arg(entityName));
-    const QStringView id = attributes.value(QLatin1String("id"));
-    bool ok = id.startsWith(u'p');
-    object.number = ok ? id.mid(1).toLongLong(&ok) : 0;
-    if (!ok || object.number <= 0)
-        return fail(HXXMLStore::InvalidContentError, QStringLiteral("invalid object id \"%1\"").arg(id));
+    const HXEntityDescription *entity = m_entities.value(tag.attribute("entity").toByteArray());
+    if (entity == nullptr || entity->isAbstract())
+        return fail(HXXMLStore::InvalidContentError,
+                    QStringLiteral("unknown entity \"%1\"").arg(QString::fromUtf8(tag.attribute("entity"))),
+                    tag.position);
+    const QByteArrayView id = tag.attribute("id");
+    qint64 number = 0;
+    const auto parsed = id.startsWith('p') ? std::from_chars(id.data() + 1, id.data() + id.size(), number)
+                                           : std::from_chars_result{id.data(), std::errc::invalid_argument};
+    if (parsed.ec != std::errc() || parsed.ptr != id.data() + id.size() || number <= 0)
+        return fail(HXXMLStore::InvalidContentError,
+                    QStringLiteral("invalid object id \"%1\"").arg(QString::fromUtf8(id)), tag.position);
+    HXManagedObject *object = context->insertLoadedObject(entity, number);
+    if (object == nullptr)
+        return fail(HXXMLStore::InvalidContentError, QStringLiteral("object id p%1 is used twice").arg(number),
+                    tag.position);
+    if (tag.selfClosing)
+        return {};
 
-    QList<bool> seenAttributes(object.entity->attributes().size(), false);
-    QList<bool> seenRelationships(object.entity->relationships().size(), false);
-    HXError error;
-    while (nextChild(&error)) {
-        const QXmlStreamAttributes properties = m_xml.attributes();
-        const QString name = properties.value(QLatin1String("name")).toString();
-        if (m_xml.name() == u"attribute") {
-            const int index = object.entity->attributeIndex(name);
+    QVarLengthArray<bool, 16> seenAttributes(entity->attributes().size(), false);
+    QVarLengthArray<bool, 16> seenRelationships(entity->relationships().size(), false);
+    for (;;) {
+        auto child = nextTag();
+        if (!child)
+            return child.error();
+        if (child->closing) {
+            if (child->name != "object")
+                return malformed(QStringLiteral("</object> was expected"), child->position);
+            return {};
+        }
+        const QString name = QString::fromUtf8(child->attribute("name"));
+        if (child->name == "attribute") {
+            const int index = entity->attributeIndex(name);
             if (index < 0)
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("entity %1 has no attribute \"%2\"").arg(entityName, name));
+                            QStringLiteral("entity %1 has no attribute \"%2\"").arg(entity->name(), name),
+                            child->position);
             if (seenAttributes[index])
-                return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("attribute \"%1\" appears twice").arg(name));
+                return fail(HXXMLStore::InvalidContentError, QStringLiteral("attribute \"%1\" appears twice").arg(name),
+                            child->position);
             seenAttributes[index] = true;
-            const HXAttributeDescription &description = object.entity->attributes().at(index);
-            if (properties.value(QLatin1String("type")) != HXAttributeTypeName(description.type))
-                return fail(HXXMLStore::InvalidContentError, QStringLiteral("attribute \"%1\" should have type %2")
-                                                                 .arg(name, HXAttributeTypeName(description.type)));
-            const QString encoding = properties.value(QLatin1String("encoding")).toString();
-            const QString text = m_xml.readElementText(QXmlStreamReader::ErrorOnUnexpectedElement);
-            if (m_xml.hasError())
-                return malformed();
-            auto value = parseAttribute(description, text, encoding);
+            const HXAttributeDescription &description = entity->attributes().at(index);
+            if (child->attribute("type") != HXAttributeTypeName(description.type).toLatin1())
+                return fail(HXXMLStore::InvalidContentError,
+                            QStringLiteral("attribute \"%1\" should have type %2")
+                                .arg(name, HXAttributeTypeName(description.type)),
+                            child->position);
+            const QByteArrayView encoding = child->attribute("encoding");
+            auto text = elementText(*child);
+            if (!text)
+                return text.error();
+            auto value = parseValue(description, *text, encoding, child->position);
             if (!value)
                 return value.error();
-            object.attributes.emplace_back(index, std::move(value).value());
-        } else if (m_xml.name() == u"relationship") {
-            const int index = object.entity->relationshipIndex(name);
-            if (index < 0 || !writesRelationship(object.entity, index))
+            context->setLoadedAttribute(object, index, *value);
+        } else if (child->name == "relationship") {
+            const int index = entity->relationshipIndex(name);
+            if (index < 0 || !writesRelationship(entity, index))
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("entity %1 stores no relationship \"%2\"").arg(entityName, name));
+                            QStringLiteral("entity %1 stores no relationship \"%2\"").arg(entity->name(), name),
+                            child->position);
             if (seenRelationships[index])
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("relationship \"%1\" appears twice").arg(name));
+                            QStringLiteral("relationship \"%1\" appears twice").arg(name), child->position);
             seenRelationships[index] = true;
-            ParsedRelationship relationship;
-            relationship.index = index;
-            relationship.line = m_xml.lineNumber();
-            const QStringView targets = properties.value(QLatin1String("to"));
-            for (const QStringView target : targets.split(u' ', Qt::SkipEmptyParts)) {
-                bool valid = target.startsWith(u'p');
-                const qint64 number = valid ? target.mid(1).toLongLong(&valid) : 0;
-                if (!valid || number <= 0)
+            int count = 0;
+            const QByteArrayView targets = child->attribute("to");
+            for (qsizetype from = 0; from < targets.size();) {
+                qsizetype space = targets.indexOf(' ', from);
+                if (space < 0)
+                    space = targets.size();
+                const QByteArrayView target = targets.sliced(from, space - from);
+                from = space + 1;
+                if (target.isEmpty())
+                    continue;
+                qint64 targetNumber = 0;
+                const auto result =
+                    target.startsWith('p')
+                        ? std::from_chars(target.data() + 1, target.data() + target.size(), targetNumber)
+                        : std::from_chars_result{target.data(), std::errc::invalid_argument};
+                if (result.ec != std::errc() || result.ptr != target.data() + target.size() || targetNumber <= 0)
                     return fail(HXXMLStore::InvalidContentError,
-                                QStringLiteral("invalid object reference \"%1\"").arg(target));
-                relationship.targets.append(number);
+                                QStringLiteral("invalid object reference \"%1\"").arg(QString::fromUtf8(target)),
+                                child->position);
+                m_links.push_back({object, index, targetNumber, child->position});
+                ++count;
             }
-            if (!object.entity->relationships().at(index).toMany && relationship.targets.size() != 1)
+            if (!entity->relationships().at(index).toMany && count != 1)
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("to-one relationship \"%1\" must name exactly one object").arg(name));
-            object.relationships.push_back(std::move(relationship));
-            m_xml.skipCurrentElement();
+                            QStringLiteral("to-one relationship \"%1\" must name exactly one object").arg(name),
+                            child->position);
+            if (auto text = elementText(*child); !text)
+                return text.error();
         } else {
             return fail(HXXMLStore::InvalidContentError,
-                        QStringLiteral("unknown element <%1> in an object").arg(m_xml.name()));
+                        QStringLiteral("unknown element <%1> in an object").arg(QString::fromUtf8(child->name)),
+                        child->position);
         }
-        if (m_xml.hasError())
-            return malformed();
     }
-    if (!error.isNull())
-        return error;
-    objects.push_back(std::move(object));
-    return {};
 }
 
 HXResult<void> checkIntegrity(const QByteArray &data, const QString &name, bool *checked)
@@ -536,8 +836,7 @@ HXResult<void> checkIntegrity(const QByteArray &data, const QString &name, bool 
                           QStringLiteral("%1: the end of the file is damaged (after the <integrity> line); restore "
                                          "it from a backup")
                               .arg(name));
-    const QByteArray actual =
-        QCryptographicHash::hash(QByteArrayView(data.constData(), marker + 1), QCryptographicHash::Sha256).toHex();
+    const QByteArray actual = sha256Hex(QByteArrayView(data.constData(), marker + 1));
     if (actual != stated)
         return storeError(HXXMLStore::IntegrityError,
                           QStringLiteral("%1: the file was damaged or changed outside Kea (its checksum does not "
@@ -563,13 +862,23 @@ HXResult<QByteArray> readWholeFile(const QString &path)
 
 } // namespace
 
-QByteArray HXXMLStore::serialize(const HXManagedObjectContext &context)
+void HXXMLStore::serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink)
 {
     const HXManagedObjectModel *model = context.managedObjectModel();
     const QList<HXManagedObject *> objects = context.registeredObjects();
 
+    // Written in chunks, so a large document never sits in memory twice; the
+    // digest covers every byte before the integrity line.
+    constexpr qsizetype chunkSize = 1 << 20;
     QByteArray out;
-    out.reserve(256 + objects.size() * 320);
+    out.reserve(chunkSize + 64 * 1024);
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> digest(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr);
+    auto flush = [&] {
+        EVP_DigestUpdate(digest.get(), out.constData(), size_t(out.size()));
+        sink(out);
+        out.resize(0);
+    };
     out += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<kea-document format=\"";
     out += QByteArray::number(kFormatVersion);
     out += "\">\n <metadata>\n  <store-uuid>";
@@ -599,7 +908,7 @@ QByteArray HXXMLStore::serialize(const HXManagedObjectContext &context)
         out += "\" id=\"p" + QByteArray::number(object->objectNumber()) + "\">\n";
         for (const int index : std::as_const(layout->attributes)) {
             const HXAttributeDescription &attribute = entity->attributes().at(index);
-            const QVariant value = object->valueForKey(attribute.name);
+            const QVariant &value = object->attributeValue(index);
             if (value.isValid())
                 appendAttribute(out, attribute, value);
         }
@@ -607,10 +916,10 @@ QByteArray HXXMLStore::serialize(const HXManagedObjectContext &context)
             const HXRelationshipDescription &relationship = entity->relationships().at(index);
             QList<qint64> numbers;
             if (relationship.toMany) {
-                for (const HXManagedObject *target : object->objectsForKey(relationship.name))
+                for (const HXManagedObject *target : object->toManyObjects(index))
                     numbers.append(target->objectNumber());
                 std::sort(numbers.begin(), numbers.end());
-            } else if (const HXManagedObject *target = object->objectForKey(relationship.name)) {
+            } else if (const HXManagedObject *target = object->toOneObject(index)) {
                 numbers.append(target->objectNumber());
             }
             if (numbers.isEmpty())
@@ -626,22 +935,41 @@ QByteArray HXXMLStore::serialize(const HXManagedObjectContext &context)
             out += "\"/>\n";
         }
         out += " </object>\n";
+        if (out.size() >= chunkSize)
+            flush();
     }
-    const QByteArray digest = QCryptographicHash::hash(out, QCryptographicHash::Sha256).toHex();
-    out.chop(1);
-    out += kIntegrityMarker + digest + kDocumentEnd;
-    return out;
+    flush();
+    unsigned char hash[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_DigestFinal_ex(digest.get(), hash, &length);
+    out += kIntegrityMarker.sliced(1);
+    out += QByteArray(reinterpret_cast<const char *>(hash), int(length)).toHex();
+    out += kDocumentEnd;
+    sink(out);
+}
+
+QByteArray HXXMLStore::serialize(const HXManagedObjectContext &context)
+{
+    QByteArray bytes;
+    serialize(context, [&bytes](QByteArrayView chunk) { bytes += chunk; });
+    return bytes;
 }
 
 HXResult<void> HXXMLStore::save(HXManagedObjectContext *context, const QString &path)
 {
-    auto written = writeFileAtomically(path, serialize(*context));
+    auto written = writeFileAtomically(
+        path, [context](const std::function<void(QByteArrayView)> &sink) { serialize(*context, sink); });
     if (written)
         context->markSaved();
     return written;
 }
 
 HXResult<void> HXXMLStore::writeFileAtomically(const QString &path, const QByteArray &bytes)
+{
+    return writeFileAtomically(path, [&bytes](const std::function<void(QByteArrayView)> &sink) { sink(bytes); });
+}
+
+HXResult<void> HXXMLStore::writeFileAtomically(const QString &path, const Producer &produce)
 {
     const QFileInfo info(path);
     const QString folder = info.absolutePath();
@@ -660,18 +988,23 @@ HXResult<void> HXXMLStore::writeFileAtomically(const QString &path, const QByteA
         ::fchmod(fd, existing.st_mode & 07777);
     else
         ::fchmod(fd, 0644);
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = ::write(fd, bytes.constData() + done, size_t(bytes.size() - done));
-        if (count < 0) {
-            if (errno == EINTR)
-                continue;
-            const HXError error = failure(QStringLiteral("writing"));
-            ::close(fd);
-            ::unlink(temporary.constData());
-            return error;
+    int writeError = 0;
+    produce([&](QByteArrayView bytes) {
+        qsizetype done = 0;
+        while (writeError == 0 && done < bytes.size()) {
+            const ssize_t count = ::write(fd, bytes.data() + done, size_t(bytes.size() - done));
+            if (count < 0 && errno != EINTR)
+                writeError = errno;
+            else if (count > 0)
+                done += count;
         }
-        done += count;
+    });
+    if (writeError != 0) {
+        errno = writeError;
+        const HXError error = failure(QStringLiteral("writing"));
+        ::close(fd);
+        ::unlink(temporary.constData());
+        return error;
     }
     if (::fsync(fd) != 0) {
         const HXError error = failure(QStringLiteral("syncing"));
@@ -709,40 +1042,12 @@ HXResult<std::unique_ptr<HXManagedObjectContext>> HXXMLStore::loadData(const QBy
     bool checked = false;
     if (auto integrity = checkIntegrity(data, name, &checked); !integrity)
         return integrity.error();
+    auto context = std::make_unique<HXManagedObjectContext>(&model);
     Reader reader(data, name, &model);
     reader.integrityChecked = checked;
-    if (auto result = reader.read(false); !result)
+    if (auto result = reader.read(context.get()); !result)
         return result.error();
-
-    auto lineError = [&](qint64 line, const QString &what) {
-        return storeError(InvalidContentError, QStringLiteral("%1:%2: %3").arg(name).arg(line).arg(what));
-    };
-    auto context = std::make_unique<HXManagedObjectContext>(&model);
     context->setStoreUUID(reader.metadata.storeUUID);
-    for (const ParsedObject &parsed : reader.objects) {
-        HXManagedObject *object = context->insertLoadedObject(parsed.entity, parsed.number);
-        if (object == nullptr)
-            return lineError(parsed.line, QStringLiteral("object id p%1 is used twice").arg(parsed.number));
-        for (const auto &[index, value] : parsed.attributes)
-            context->setLoadedAttribute(object, index, value);
-    }
-    for (const ParsedObject &parsed : reader.objects) {
-        HXManagedObject *object = context->objectWithNumber(parsed.number);
-        for (const ParsedRelationship &relationship : parsed.relationships) {
-            const HXEntityDescription *destination = parsed.entity->destinationEntity(relationship.index);
-            for (const qint64 number : relationship.targets) {
-                HXManagedObject *target = context->objectWithNumber(number);
-                if (target == nullptr)
-                    return lineError(relationship.line,
-                                     QStringLiteral("reference to a missing object p%1").arg(number));
-                if (!target->entity()->isKindOfEntity(destination))
-                    return lineError(relationship.line, QStringLiteral("object p%1 is a %2, not a %3")
-                                                            .arg(number)
-                                                            .arg(target->entityName(), destination->name()));
-                context->linkLoadedObjects(object, relationship.index, target);
-            }
-        }
-    }
     context->markSaved();
     return context;
 }
@@ -753,7 +1058,7 @@ HXResult<HXStoreMetadata> HXXMLStore::readMetadata(const QString &path)
     if (!data)
         return data.error();
     Reader reader(*data, path, nullptr);
-    if (auto result = reader.read(true); !result)
+    if (auto result = reader.read(nullptr); !result)
         return result.error();
     return reader.metadata;
 }

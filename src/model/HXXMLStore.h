@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class HXManagedObjectContext;
@@ -49,6 +50,8 @@ public:
     };
 
     static QByteArray serialize(const HXManagedObjectContext &context);
+    // The same bytes handed to `sink` in chunks.
+    static void serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink);
     // Writes the context to `path` atomically and marks its objects saved.
     static HXResult<void> save(HXManagedObjectContext *context, const QString &path);
 
@@ -62,4 +65,7 @@ public:
     // Writes `bytes` to `path` through a synced temporary file in the same
     // folder and a rename; keeps the permissions of a file it replaces.
     static HXResult<void> writeFileAtomically(const QString &path, const QByteArray &bytes);
+    // The same, with the bytes produced in chunks through the given sink.
+    using Producer = std::function<void(const std::function<void(QByteArrayView)> &sink)>;
+    static HXResult<void> writeFileAtomically(const QString &path, const Producer &produce);
 };
