@@ -5,6 +5,8 @@
 #include "HXDocumentModel.h"
 #include "HXEnvironment.h"
 #include "HXManagedObjectContext.h"
+#include "HXPresenter.h"
+#include "HXUndoManager.h"
 #include "HXRequestGroup.h"
 #include "HXRequestTreeItem.h"
 #include "HXXMLStore.h"
@@ -145,4 +147,65 @@ HXDocument *HXDocument::documentWithManagedObjectContext(const HXManagedObjectCo
             return document;
     }
     return nullptr;
+}
+
+void HXDocument::selectEnvironment(HXEnvironment *environment)
+{
+    if (environment != nullptr && environment->isLive() && environment->managedObjectContext() == m_context.get())
+        setCurrentEnvironment(environment);
+}
+
+void HXDocument::selectPreviousEnvironment()
+{
+    const QList<HXEnvironment *> environments = HXEnvironment::environmentsSortedByName(m_context.get());
+    const qsizetype index = environments.indexOf(currentEnvironment());
+    if (index > 0)
+        setCurrentEnvironment(environments.at(index - 1));
+}
+
+void HXDocument::selectNextEnvironment()
+{
+    const QList<HXEnvironment *> environments = HXEnvironment::environmentsSortedByName(m_context.get());
+    const qsizetype index = environments.indexOf(currentEnvironment());
+    if (index >= 0 && index + 1 < environments.size())
+        setCurrentEnvironment(environments.at(index + 1));
+}
+
+void HXDocument::deleteEnvironment()
+{
+    HXEnvironment *current = currentEnvironment();
+    if (current == nullptr)
+        return;
+    HXFetchRequest others(QStringLiteral("HXEnvironment"));
+    others.where(QStringLiteral("self"), HXFetchRequest::NotEqual, current).sortBy(QStringLiteral("name"));
+    others.setFetchLimit(1);
+    const QList<HXManagedObject *> found = m_context->executeFetchRequest(others).valueOr({});
+    if (found.isEmpty()) {
+        HXPresenter::sharedPresenter()->presentError(
+            HXError(QString::fromLatin1(environmentErrorDomain), 1,
+                    QCoreApplication::translate("HXDocument", "You should keep at least one environment.")));
+        return;
+    }
+    auto *successor = static_cast<HXEnvironment *>(found.first());
+    HXPresenter::Alert alert;
+    alert.message = QCoreApplication::translate("HXDocument", "Delete environment?");
+    alert.informativeText =
+        QCoreApplication::translate("HXDocument",
+                                    "Environment '%1' will be deleted and variables will be kept for other environments.")
+            .arg(current->name());
+    alert.buttons = {QCoreApplication::translate("HXDocument", "Delete"),
+                     QCoreApplication::translate("HXDocument", "Cancel")};
+    QPointer<HXDocument> self(this);
+    HXPresenter::sharedPresenter()->presentAlert(alert, [self, current, successor](int button) {
+        if (button != 0 || self.isNull() || !current->isLive() || !successor->isLive())
+            return;
+        HXManagedObjectContext *context = self->managedObjectContext();
+        HXUndoManager *undo = context->undoManager();
+        undo->beginUndoGrouping();
+        self->setCurrentEnvironment(successor);
+        context->deleteObject(current);
+        context->processPendingChanges();
+        undo->setActionName(QCoreApplication::translate("HXDocument", "Delete Environment"));
+        undo->endUndoGrouping();
+    });
 }

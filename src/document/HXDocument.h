@@ -42,6 +42,14 @@ public:
 
     HXEnvironment *currentEnvironment() const;
     void setCurrentEnvironment(HXEnvironment *environment);
+    // Environment commands: choose one; move to the previous or next by name
+    // (nothing happens at either end); delete the current one after asking,
+    // refusing to delete the last.
+    void selectEnvironment(HXEnvironment *environment);
+    void selectPreviousEnvironment();
+    void selectNextEnvironment();
+    void deleteEnvironment();
+    static constexpr const char *environmentErrorDomain = "kestrelworks.com.Environment";
 
     // Top-level tree items sorted by `order`, and the children of a folder
     // the same way (object number breaks ties).

@@ -4,6 +4,7 @@
 #include "HXBasicAuthDynamicValue.h"
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXBodyMultipartFormDataDynamicValue.h"
+#include "HXEnvironmentVariableDynamicValue.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXHMACDynamicValue.h"
 #include "HXHashDynamicValue.h"
@@ -28,4 +29,5 @@ void HXDynamicValueCatalogue::registerBuiltInKinds()
     HXBasicAuthDynamicValue::registerKind();
     HXBodyFormKeyValueDynamicValue::registerKind();
     HXBodyMultipartFormDataDynamicValue::registerKind();
+    HXEnvironmentVariableDynamicValue::registerKind();
 }

@@ -1,6 +1,7 @@
 #include "HXEnvironmentVariable.h"
 
 #include "HXEnvironmentVariableValue.h"
+#include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 
 QString HXEnvironmentVariable::name() const
@@ -37,4 +38,15 @@ void HXEnvironmentVariable::awakeFromInsert()
 {
     HXManagedObject::awakeFromInsert();
     setUuid(HXRequest::generateUUID());
+}
+
+HXEnvironmentVariable *HXEnvironmentVariable::environmentVariableWithUUID(const QString &uuid,
+                                                                         HXManagedObjectContext *context)
+{
+    if (context == nullptr)
+        return nullptr;
+    HXFetchRequest fetch(QStringLiteral("HXEnvironmentVariable"));
+    fetch.where(QStringLiteral("uuid"), HXFetchRequest::Equal, uuid).sortBy(QStringLiteral("uuid"));
+    const QList<HXManagedObject *> found = context->executeFetchRequest(fetch).valueOr({});
+    return found.isEmpty() ? nullptr : static_cast<HXEnvironmentVariable *>(found.last());
 }

@@ -3,6 +3,7 @@
 #include "HXManagedObject.h"
 
 class HXEnvironmentVariableValue;
+class HXManagedObjectContext;
 
 // A variable of the document's environments; dynamic values refer to it by `uuid`.
 class HXEnvironmentVariable : public HXManagedObject
@@ -15,6 +16,9 @@ public:
     QString uuid() const;
     void setUuid(const QString &value);
     QList<HXEnvironmentVariableValue *> values() const;
+
+    // The variable with this uuid in the store, or null.
+    static HXEnvironmentVariable *environmentVariableWithUUID(const QString &uuid, HXManagedObjectContext *context);
 
 protected:
     void awakeFromInsert() override;
