@@ -72,37 +72,21 @@ struct OpenContainer
 
 // Finds, in text order, the containers that open deeper than
 // HXJSONParser::maximumNestingDepth, and where each one ends (after its
-// closing bracket, or at the end of the text). Follows strings the way the
-// tokenizer does, so brackets inside strings do not count.
+// closing bracket, or at the end of the text). It reads the text the way the
+// tokenizer does: brackets inside strings and inside unquoted primitives do
+// not count, and it stops where the tokenizer would stop with an error.
 class DeepContainerScanner
 {
 public:
-    DeepContainerScanner(const unsigned char *data, size_t length) : m_data(data), m_length(length)
-    {
-        for (unsigned char c : {'"', '[', ']', '{', '}', '\\', '\0'})
-            m_interesting[c] = true;
-    }
+    DeepContainerScanner(const unsigned char *data, size_t length) : m_data(data), m_length(length) {}
 
     bool next(size_t &start, size_t &end)
     {
-        for (; m_position < m_length; ++m_position) {
-            if (!m_interesting[m_data[m_position]])
-                continue;
+        while (m_position < m_length) {
             const unsigned char c = m_data[m_position];
-            if (c == 0) { // the tokenizer stops at a NUL
-                m_position = m_length;
-                return false;
-            }
-            if (m_inString) {
-                if (c == '\\')
-                    ++m_position;
-                else if (c == '"')
-                    m_inString = false;
-                continue;
-            }
-            if (c == '"') {
-                m_inString = true;
-            } else if (c == '[' || c == '{') {
+            switch (c) {
+            case '[':
+            case '{':
                 if (m_depth == HXJSONParser::maximumNestingDepth) {
                     start = m_position;
                     end = skipContainer();
@@ -110,36 +94,105 @@ public:
                     return true;
                 }
                 ++m_depth;
-            } else if ((c == ']' || c == '}') && m_depth > 0) {
-                --m_depth;
+                ++m_position;
+                break;
+            case ']':
+            case '}':
+                if (m_depth > 0)
+                    --m_depth;
+                ++m_position;
+                break;
+            case '"':
+                if (!skipString(m_position))
+                    return stop();
+                break;
+            case '\t':
+            case '\r':
+            case '\n':
+            case ' ':
+            case ':':
+            case ',':
+                ++m_position;
+                break;
+            default:
+                if (!skipPrimitive(m_position))
+                    return stop();
+                break;
             }
         }
         return false;
     }
 
 private:
+    bool stop()
+    {
+        m_position = m_length;
+        return false;
+    }
+
+    // From the quote to just after the closing quote; false where the
+    // tokenizer fails (no closing quote, a NUL).
+    bool skipString(size_t &at) const
+    {
+        for (++at; at < m_length; ++at) {
+            const unsigned char c = m_data[at];
+            if (c == 0)
+                return false;
+            if (c == '"') {
+                ++at;
+                return true;
+            }
+            if (c == '\\' && at + 1 < m_length)
+                ++at;
+        }
+        return false;
+    }
+
+    // An unquoted token runs to the next delimiter, brackets and quotes
+    // included; false at a character the tokenizer rejects.
+    bool skipPrimitive(size_t &at) const
+    {
+        for (; at < m_length; ++at) {
+            const unsigned char c = m_data[at];
+            switch (c) {
+            case ':':
+            case '\t':
+            case '\r':
+            case '\n':
+            case ' ':
+            case ',':
+            case ']':
+            case '}':
+                return true;
+            default:
+                if (c < 32 || c >= 127)
+                    return false;
+            }
+        }
+        return true;
+    }
+
     // From an opening bracket to just after its closing one.
-    size_t skipContainer()
+    size_t skipContainer() const
     {
         int depth = 0;
-        bool inString = false;
-        for (size_t at = m_position; at < m_length; ++at) {
+        size_t at = m_position;
+        while (at < m_length) {
             const unsigned char c = m_data[at];
-            if (!m_interesting[c])
-                continue;
-            if (c == 0)
-                return at;
-            if (inString) {
-                if (c == '\\')
-                    ++at;
-                else if (c == '"')
-                    inString = false;
-            } else if (c == '"') {
-                inString = true;
-            } else if (c == '[' || c == '{') {
+            if (c == '[' || c == '{') {
                 ++depth;
-            } else if ((c == ']' || c == '}') && --depth == 0) {
-                return at + 1;
+                ++at;
+            } else if (c == ']' || c == '}') {
+                ++at;
+                if (--depth == 0)
+                    return at;
+            } else if (c == '"') {
+                if (!skipString(at))
+                    return m_length;
+            } else if (c == '\t' || c == '\r' || c == '\n' || c == ' ' || c == ':' || c == ',') {
+                ++at;
+            } else if (!skipPrimitive(at)) {
+                return m_length;
             }
         }
         return m_length;
@@ -149,8 +202,6 @@ private:
     size_t m_length;
     size_t m_position = 0;
     int m_depth = 0;
-    bool m_inString = false;
-    bool m_interesting[256] = {};
 };
 
 // Tokenizes `utf8` and turns the tokens into the flat tree, in place.

@@ -319,6 +319,18 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     ASSERT_TRUE(mixedParser->printRoot(mixedOutput));
     EXPECT_EQ(mixedOutput.takeBytes(), mixed);
 
+    // Quotes inside an unquoted token do not start a string for the
+    // tokenizer, so they must not hide the brackets after them either.
+    const QByteArray quoted = "[a\"" + QByteArray(",[").repeated(depth) + QByteArray(depth + 1, ']');
+    auto quotedParser = HXJSONParser::fromUtf8(quoted);
+    item = quotedParser->parseWithError();
+    levels = 0;
+    while (const auto array = std::dynamic_pointer_cast<HXJSONArray>(item)) {
+        item = array->items().last();
+        ++levels;
+    }
+    EXPECT_EQ(levels, limit);
+
     // The opening brackets of a truncated body: unclosed containers close.
     auto unclosed = HXJSONParser::fromUtf8(QByteArray(depth, '['));
     ASSERT_TRUE(unclosed->parseWithError());
