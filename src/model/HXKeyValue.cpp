@@ -1,5 +1,6 @@
 #include "HXKeyValue.h"
 
+#include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 
@@ -81,4 +82,63 @@ HXRequestGroup *HXKeyValue::groupForBodyParameters() const
 void HXKeyValue::setGroupForBodyParameters(HXRequestGroup *value)
 {
     setObjectForKey(value, QStringLiteral("groupForBodyParameters"));
+}
+
+HXFetchRequest HXKeyValue::fetchRequestForRelationship(const QString &relationship, HXManagedObject *owner)
+{
+    HXFetchRequest fetch(QStringLiteral("HXKeyValue"));
+    fetch.where(relationship, HXFetchRequest::Equal, owner).sortBy(QStringLiteral("order"));
+    return fetch;
+}
+
+QList<HXKeyValue *> HXKeyValue::keyValuesForRelationship(const QString &relationship, HXManagedObject *owner)
+{
+    QList<HXKeyValue *> rows;
+    if (owner == nullptr || owner->managedObjectContext() == nullptr)
+        return rows;
+    const auto fetched =
+        owner->managedObjectContext()->executeFetchRequest(fetchRequestForRelationship(relationship, owner));
+    for (HXManagedObject *object : fetched.valueOr({}))
+        rows.append(static_cast<HXKeyValue *>(object));
+    return rows;
+}
+
+HXKeyValue *HXKeyValue::addKeyValueName(const QString &name, const QString &value, const QString &relationship,
+                                        HXManagedObject *owner)
+{
+    if (owner == nullptr || owner->managedObjectContext() == nullptr)
+        return nullptr;
+    qint64 highest = -1;
+    HXKeyValue *last = nullptr;
+    for (HXKeyValue *row : keyValuesForRelationship(relationship, owner)) {
+        if (qint64(row->order()) > highest) {
+            highest = qint64(row->order());
+            last = row;
+        }
+    }
+    qint64 order = highest + 1;
+    const bool blank = name.isEmpty() && value.isEmpty();
+    if (!blank && last != nullptr && last->isBlank()) {
+        last->setOrder(quint64(highest + 1));
+        order = highest;
+    }
+    auto *row = owner->managedObjectContext()->insertNewObject<HXKeyValue>(QStringLiteral("HXKeyValue"));
+    row->setName(name);
+    row->setValue(value);
+    row->setOrder(quint64(order));
+    row->setObjectForKey(owner, relationship);
+    return row;
+}
+
+HXKeyValue *HXKeyValue::addEmptyKeyValueAtEndIfNeededForRelationship(const QString &relationship,
+                                                                     HXManagedObject *owner)
+{
+    HXKeyValue *last = nullptr;
+    for (HXKeyValue *row : keyValuesForRelationship(relationship, owner)) {
+        if (last == nullptr || row->order() >= last->order())
+            last = row;
+    }
+    if (last != nullptr && last->isBlank())
+        return nullptr;
+    return addKeyValueName(QString(), QString(), relationship, owner);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HXFetchRequest.h"
 #include "HXManagedObject.h"
 
 class HXRequest;
@@ -27,4 +28,20 @@ public:
     void setGroupForUrlParameters(HXRequestGroup *value);
     HXRequestGroup *groupForBodyParameters() const;
     void setGroupForBodyParameters(HXRequestGroup *value);
+
+    // A row is blank when its name and value are both empty.
+    bool isBlank() const { return name().isEmpty() && value().isEmpty(); }
+
+    // The rows of `owner` held through `relationship` ("request",
+    // "groupForHeaders", "groupForUrlParameters" or "groupForBodyParameters"),
+    // sorted by order.
+    static HXFetchRequest fetchRequestForRelationship(const QString &relationship, HXManagedObject *owner);
+    static QList<HXKeyValue *> keyValuesForRelationship(const QString &relationship, HXManagedObject *owner);
+    // Inserts a row after the others; a non-blank row goes before a trailing
+    // blank row, which stays last.
+    static HXKeyValue *addKeyValueName(const QString &name, const QString &value, const QString &relationship,
+                                       HXManagedObject *owner);
+    // Makes sure the table ends with one blank row; the new row or null.
+    static HXKeyValue *addEmptyKeyValueAtEndIfNeededForRelationship(const QString &relationship,
+                                                                    HXManagedObject *owner);
 };

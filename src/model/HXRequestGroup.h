@@ -15,4 +15,10 @@ public:
     QList<HXKeyValue *> headers() const;
     QList<HXKeyValue *> urlParameters() const;
     QList<HXKeyValue *> bodyParameters() const;
+
+    // A folder describes itself by its name; its value (for outline views)
+    // is the URI of its object; any two folders compare as equal.
+    QString description() const override { return name(); }
+    QString value() const { return objectURI(); }
+    int compare(const HXRequestGroup *) const { return 0; }
 };

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// Receives the header names and values, parameters and form fields that
+// requests use, so they can be offered as completions later. The completion
+// store installs itself here; without one, nothing is learnt.
+class HXCompletionSink
+{
+public:
+    virtual ~HXCompletionSink() = default;
+    virtual void addCompletions(const QString &category, const QStringList &values) = 0;
+
+    static HXCompletionSink *sharedSink();
+    static void setSharedSink(HXCompletionSink *sink);
+};
