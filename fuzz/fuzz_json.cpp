@@ -7,6 +7,7 @@
 #include "HXJSONItem.h"
 #include "HXJSONOutput.h"
 #include "HXJSONParser.h"
+#include "HXJSONPrimitive.h"
 #include "HXJSONString.h"
 
 #include <QJsonDocument>
@@ -71,6 +72,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         // Containers nested past the depth limit print verbatim, whitespace
         // included: compare without whitespace on both sides.
         if (error.error == QJsonParseError::NoError && withoutWhitespace(printed) != withoutWhitespace(text))
+            std::abort();
+    }
+
+    // Re-escaped strings match the string functions.
+    const auto primitive = std::dynamic_pointer_cast<HXJSONPrimitive>(root);
+    if (primitive && primitive->primitiveType() == HXJSONPrimitive::String && primitive->value().isValid()) {
+        const QString value = primitive->value().toString();
+        const uint options = (flags & 0x33) != 0 ? (flags & 0x33) : 0x22u;
+        parser->setPrintingStringOptions(options);
+        const QString expected = u'"' +
+                                 HXJSONString::escapeJSONStringWithRange(value, {0, value.size()}, (options & 0xF) != 2,
+                                                                         (options >> 4) != 2) +
+                                 u'"';
+        HXJSONOutput reescaped;
+        (void)parser->printRoot(reescaped);
+        if (reescaped.takeBytes() != expected.toUtf8())
             std::abort();
     }
 
