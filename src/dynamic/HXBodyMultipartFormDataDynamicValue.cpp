@@ -5,6 +5,8 @@
 #include "HXDynamicValueContext.h"
 #include "HXDynamicValueEngine.h"
 #include "HXFileContentDynamicValue.h"
+#include "HXKeyValue.h"
+#include "HXRequest.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXStringAdditions.h"
 
@@ -94,9 +96,36 @@ void HXBodyMultipartFormDataDynamicValue::setRequestHeadersEvaluator(RequestHead
 QString HXBodyMultipartFormDataDynamicValue::currentBoundary()
 {
     const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
-    if (!context || !context->request() || !requestHeadersEvaluator())
+    if (!context || !context->request())
         return defaultBoundary();
-    return boundaryFromHeaders(requestHeadersEvaluator()(context->request()));
+    if (requestHeadersEvaluator())
+        return boundaryFromHeaders(requestHeadersEvaluator()(context->request()));
+    return boundaryFromHeaders(evaluatedOwnHeaders(context->request()));
+}
+
+QList<std::pair<QString, QString>> HXBodyMultipartFormDataDynamicValue::evaluatedOwnHeaders(HXRequest *request)
+{
+    QList<std::pair<QString, QString>> headers;
+    if (!request)
+        return headers;
+    QList<HXKeyValue *> rows = request->headers();
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const HXKeyValue *a, const HXKeyValue *b) { return a->order() < b->order(); });
+    HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
+    HXKeyValue *previousHeader = context ? context->header() : nullptr;
+    for (HXKeyValue *row : std::as_const(rows)) {
+        if (!row->enabled())
+            continue;
+        const QString name = HXDynamicValueEngine::evaluateStringAsString(row->name(), HXStringEncoding::ASCII);
+        // Values that depend on the header they stand in see this one.
+        if (context)
+            context->setHeader(row);
+        const QString value = HXDynamicValueEngine::evaluateStringAsString(row->value(), HXStringEncoding::ASCII);
+        if (context)
+            context->setHeader(previousHeader);
+        headers.append({name, value});
+    }
+    return headers;
 }
 
 QByteArray HXBodyMultipartFormDataDynamicValue::evaluatedBodyWithBoundary(const QString &boundary)

@@ -68,12 +68,16 @@ public:
     // when unknown.
     static QString MIMETypeForFile(const QString &path);
 
-    // How the headers of the request being evaluated are obtained: the model
-    // installs an evaluator (the request's evaluated header dictionary as
-    // name/value pairs, within the current context). Without one, or
-    // outside a request, the default boundary is used.
+    // How the headers of the request being evaluated are obtained. Request
+    // assembly may install an evaluator giving the request's full evaluated
+    // header list (inherited folder headers included) as name/value pairs.
+    // Without one, the request's own enabled header rows are evaluated here,
+    // as ASCII, within the current context. Outside a request the default
+    // boundary is used.
     using RequestHeadersEvaluator = std::function<QList<std::pair<QString, QString>>(HXRequest *request)>;
     static void setRequestHeadersEvaluator(RequestHeadersEvaluator evaluator);
     // The boundary for the request of the current evaluation context.
     static QString currentBoundary();
+    // The request's own enabled header rows in order, evaluated as ASCII.
+    static QList<std::pair<QString, QString>> evaluatedOwnHeaders(HXRequest *request);
 };

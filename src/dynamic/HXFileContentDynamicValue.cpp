@@ -1,5 +1,6 @@
 #include "HXFileContentDynamicValue.h"
 
+#include "HXDocument.h"
 #include "HXDynamicLogging.h"
 #include "HXDynamicValueCatalogue.h"
 #include "HXRequestEvaluationContext.h"
@@ -15,12 +16,6 @@ namespace {
 
 const QString pathKey = QStringLiteral("path");
 const QString relativePathKey = QStringLiteral("relativePath");
-
-HXFileContentDynamicValue::DocumentFolderResolver &documentFolderResolver()
-{
-    static HXFileContentDynamicValue::DocumentFolderResolver resolver;
-    return resolver;
-}
 
 bool isExistingFile(const QString &path)
 {
@@ -140,15 +135,10 @@ QString HXFileContentDynamicValue::secondaryDisplayString() const
                 : QCoreApplication::translate("HXFileContentDynamicValue", "(Not specified)");
 }
 
-void HXFileContentDynamicValue::setDocumentFolderResolver(DocumentFolderResolver resolver)
-{
-    documentFolderResolver() = std::move(resolver);
-}
-
 QString HXFileContentDynamicValue::currentDocumentFolder()
 {
     const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
-    if (!context || !context->document() || !documentFolderResolver())
+    if (!context || !context->document() || context->document()->fileName().isEmpty())
         return QString();
-    return documentFolderResolver()(context->document());
+    return QFileInfo(context->document()->fileName()).absolutePath();
 }

@@ -2,10 +2,7 @@
 
 #include "HXDynamicValue.h"
 
-#include <functional>
 #include <optional>
-
-class HXDocument;
 
 // The bytes of a file chosen by the user.
 //
@@ -55,12 +52,7 @@ public:
     static std::optional<QString> pathForBookmarkData(const QByteArray &data, const QString &documentFolder,
                                                       QString *error = nullptr);
 
-    // How a document's folder is found: the document layer installs a
-    // resolver once at start-up. Without one, or outside a document, there is
-    // no folder and only absolute paths are stored and used.
-    using DocumentFolderResolver = std::function<QString(HXDocument *document)>;
-    static void setDocumentFolderResolver(DocumentFolderResolver resolver);
-    // The folder of the current request evaluation context's document, or an
-    // empty string.
+    // The folder of the file of the current request evaluation context's
+    // document; an empty string outside a document or for an unsaved one.
     static QString currentDocumentFolder();
 };

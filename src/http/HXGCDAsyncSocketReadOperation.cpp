@@ -2,6 +2,11 @@
 
 #include "HXHTTPResponseHead.h"
 
+#ifdef __linux__
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 // Bodies declared larger than this grow as they arrive instead of being
@@ -19,6 +24,25 @@ void moveFront(QByteArray &prebuffer, QByteArray &destination, qsizetype count)
     }
     destination.append(prebuffer.constData(), count);
     prebuffer.remove(0, count);
+}
+
+// A large body buffer is touched page by page as it fills; asking for huge
+// pages cuts the number of page faults by a factor of 512.
+void preferHugePages(QByteArray &buffer)
+{
+#ifdef __linux__
+    constexpr quintptr hugePage = 2 * 1024 * 1024;
+    if (buffer.capacity() < qsizetype(8 * hugePage))
+        return;
+    const auto begin = reinterpret_cast<quintptr>(buffer.constData());
+    const quintptr end = begin + quintptr(buffer.capacity());
+    const quintptr alignedBegin = (begin + hugePage - 1) & ~(hugePage - 1);
+    const quintptr alignedEnd = end & ~(hugePage - 1);
+    if (alignedEnd > alignedBegin)
+        madvise(reinterpret_cast<void *>(alignedBegin), alignedEnd - alignedBegin, MADV_HUGEPAGE);
+#else
+    Q_UNUSED(buffer);
+#endif
 }
 
 } // namespace
@@ -91,6 +115,7 @@ HXGCDAsyncSocketToLengthReadOperation::HXGCDAsyncSocketToLengthReadOperation(qsi
     : HXGCDAsyncSocketReadOperation(buffer, tag), m_toLength(toLength)
 {
     m_buffer->reserve(m_initialBufferLength + qMin(toLength, maximumReservation));
+    preferHugePages(*m_buffer);
 }
 
 bool HXGCDAsyncSocketToLengthReadOperation::completeOperationWithPrebuffer(QByteArray &prebuffer,

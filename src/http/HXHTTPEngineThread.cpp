@@ -10,6 +10,7 @@ struct EngineThread
 {
     QThread *thread = nullptr;
     QObject *context = nullptr;
+    bool stopped = false;
 };
 
 QMutex engineMutex;
@@ -17,12 +18,19 @@ EngineThread engine;
 
 void stopEngineThread()
 {
-    QMutexLocker lock(&engineMutex);
-    if (engine.thread == nullptr)
+    QThread *thread = nullptr;
+    QObject *context = nullptr;
+    {
+        QMutexLocker lock(&engineMutex);
+        thread = engine.thread;
+        context = engine.context;
+        engine.stopped = true;
+    }
+    if (thread == nullptr)
         return;
-    QObject *context = engine.context;
     // Let queued work finish (transfers release their sockets there), then
-    // delete the context on its own thread and stop.
+    // delete the context on its own thread and stop. Work queued meanwhile
+    // is dropped with the context.
     QMetaObject::invokeMethod(
         context,
         [context] {
@@ -31,9 +39,13 @@ void stopEngineThread()
             QThread::currentThread()->quit();
         },
         Qt::QueuedConnection);
-    engine.thread->wait(5000);
-    delete engine.thread;
-    engine = {};
+    thread->wait();
+    {
+        QMutexLocker lock(&engineMutex);
+        engine.thread = nullptr;
+        engine.context = nullptr;
+    }
+    delete thread;
 }
 
 } // namespace
@@ -41,7 +53,7 @@ void stopEngineThread()
 QObject *HXHTTPEngineThread::context()
 {
     QMutexLocker lock(&engineMutex);
-    if (engine.thread == nullptr) {
+    if (engine.thread == nullptr && !engine.stopped) {
         engine.thread = new QThread;
         engine.thread->setObjectName(QStringLiteral("kea-http-engine"));
         engine.context = new QObject;
@@ -54,10 +66,12 @@ QObject *HXHTTPEngineThread::context()
 
 void HXHTTPEngineThread::post(std::function<void()> work)
 {
-    QMetaObject::invokeMethod(context(), std::move(work), Qt::QueuedConnection);
+    if (QObject *target = context())
+        QMetaObject::invokeMethod(target, std::move(work), Qt::QueuedConnection);
 }
 
 bool HXHTTPEngineThread::isCurrentThread()
 {
-    return QThread::currentThread() == context()->thread();
+    QObject *target = context();
+    return target != nullptr && QThread::currentThread() == target->thread();
 }

@@ -1,3 +1,3 @@
 #include "HXHTTPLogging.h"
 
-Q_LOGGING_CATEGORY(lcKeaHttp, "kea.http")
+Q_LOGGING_CATEGORY(lcKeaHttp, "kea.http", QtWarningMsg)

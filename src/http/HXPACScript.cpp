@@ -251,22 +251,28 @@ HXResult<QString> HXPACScript::evaluate(const QString &script, const QUrl &url, 
     if (environment.isError()) {
         failure = environment.toString();
     } else {
-        const QJSValue loaded = engine.evaluate(script, QStringLiteral("proxy.pac"));
-        if (loaded.isError()) {
+        QStringList thrownAt;
+        const QJSValue loaded = engine.evaluate(script, QStringLiteral("proxy.pac"), 1, &thrownAt);
+        if (loaded.isError() || !thrownAt.isEmpty()) {
             failure = loaded.toString();
         } else {
-            QJSValue function = engine.globalObject().property(QStringLiteral("FindProxyForURL"));
-            if (!function.isCallable()) {
-                failure = QStringLiteral("The script defines no FindProxyForURL function");
+            // Called through a wrapper that tells a thrown value from a
+            // returned one.
+            QJSValue wrapper =
+                engine.evaluate(QStringLiteral("(function (u, h) {"
+                                               "  if (typeof FindProxyForURL !== 'function') return { ok: false, "
+                                               "error: 'The script defines no FindProxyForURL function' };"
+                                               "  try { return { ok: true, value: FindProxyForURL(u, h) }; }"
+                                               "  catch (e) { return { ok: false, error: String(e) }; } })"));
+            const QJSValue result =
+                wrapper.call({QJSValue(QString::fromUtf8(url.toEncoded())), QJSValue(url.host(QUrl::FullyEncoded))});
+            if (result.isError() || !result.isObject()) {
+                failure = result.toString();
+            } else if (!result.property(QStringLiteral("ok")).toBool()) {
+                failure = result.property(QStringLiteral("error")).toString();
             } else {
-                const QJSValue result = function.call(
-                    {QJSValue(QString::fromUtf8(url.toEncoded())), QJSValue(url.host(QUrl::FullyEncoded))});
-                if (result.isError())
-                    failure = result.toString();
-                else if (engine.hasError())
-                    failure = engine.catchError().toString();
-                else
-                    answer = result.isUndefined() || result.isNull() ? QString() : result.toString();
+                const QJSValue value = result.property(QStringLiteral("value"));
+                answer = value.isUndefined() || value.isNull() ? QString() : value.toString();
             }
         }
     }

@@ -16,15 +16,17 @@
 namespace {
 
 // The tree is at most HXJSONParser::maximumNestingDepth levels deep, which
-// bounds the recursion.
-QVariant nodeValue(const std::shared_ptr<const HXJSONTree> &tree, qint32 index)
+// bounds the recursion; the depth check is a second line of defence.
+QVariant nodeValue(const std::shared_ptr<const HXJSONTree> &tree, qint32 index, int depth = 0)
 {
+    if (depth > 4 * HXJSONParser::maximumNestingDepth)
+        return QVariant();
     const HXJSONNode node = tree->node(index);
     switch (node.kind) {
     case HXJSONNodeArray: {
         QVariantList list;
         for (qint32 child = tree->firstChild(index); child >= 0; child = tree->node(child).next)
-            list.append(nodeValue(tree, child));
+            list.append(nodeValue(tree, child, depth + 1));
         return list;
     }
     case HXJSONNodeDict: {
@@ -33,7 +35,7 @@ QVariant nodeValue(const std::shared_ptr<const HXJSONTree> &tree, qint32 index)
             const qint32 value = tree->node(key).next;
             if (value < 0)
                 break; // a key without a value
-            map.insert(nodeValue(tree, key).toString(), nodeValue(tree, value));
+            map.insert(nodeValue(tree, key, depth + 1).toString(), nodeValue(tree, value, depth + 1));
             key = tree->node(value).next;
         }
         return map;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -72,37 +73,21 @@ struct OpenContainer
 
 // Finds, in text order, the containers that open deeper than
 // HXJSONParser::maximumNestingDepth, and where each one ends (after its
-// closing bracket, or at the end of the text). Follows strings the way the
-// tokenizer does, so brackets inside strings do not count.
+// closing bracket, or at the end of the text). It reads the text the way the
+// tokenizer does: brackets inside strings and inside unquoted primitives do
+// not count, and it stops where the tokenizer would stop with an error.
 class DeepContainerScanner
 {
 public:
-    DeepContainerScanner(const unsigned char *data, size_t length) : m_data(data), m_length(length)
-    {
-        for (unsigned char c : {'"', '[', ']', '{', '}', '\\', '\0'})
-            m_interesting[c] = true;
-    }
+    DeepContainerScanner(const unsigned char *data, size_t length) : m_data(data), m_length(length) {}
 
     bool next(size_t &start, size_t &end)
     {
-        for (; m_position < m_length; ++m_position) {
-            if (!m_interesting[m_data[m_position]])
-                continue;
+        while (m_position < m_length) {
             const unsigned char c = m_data[m_position];
-            if (c == 0) { // the tokenizer stops at a NUL
-                m_position = m_length;
-                return false;
-            }
-            if (m_inString) {
-                if (c == '\\')
-                    ++m_position;
-                else if (c == '"')
-                    m_inString = false;
-                continue;
-            }
-            if (c == '"') {
-                m_inString = true;
-            } else if (c == '[' || c == '{') {
+            switch (c) {
+            case '[':
+            case '{':
                 if (m_depth == HXJSONParser::maximumNestingDepth) {
                     start = m_position;
                     end = skipContainer();
@@ -110,36 +95,105 @@ public:
                     return true;
                 }
                 ++m_depth;
-            } else if ((c == ']' || c == '}') && m_depth > 0) {
-                --m_depth;
+                ++m_position;
+                break;
+            case ']':
+            case '}':
+                if (m_depth > 0)
+                    --m_depth;
+                ++m_position;
+                break;
+            case '"':
+                if (!skipString(m_position))
+                    return stop();
+                break;
+            case '\t':
+            case '\r':
+            case '\n':
+            case ' ':
+            case ':':
+            case ',':
+                ++m_position;
+                break;
+            default:
+                if (!skipPrimitive(m_position))
+                    return stop();
+                break;
             }
         }
         return false;
     }
 
 private:
+    bool stop()
+    {
+        m_position = m_length;
+        return false;
+    }
+
+    // From the quote to just after the closing quote; false where the
+    // tokenizer fails (no closing quote, a NUL).
+    bool skipString(size_t &at) const
+    {
+        for (++at; at < m_length; ++at) {
+            const unsigned char c = m_data[at];
+            if (c == 0)
+                return false;
+            if (c == '"') {
+                ++at;
+                return true;
+            }
+            if (c == '\\' && at + 1 < m_length)
+                ++at;
+        }
+        return false;
+    }
+
+    // An unquoted token runs to the next delimiter, brackets and quotes
+    // included; false at a character the tokenizer rejects.
+    bool skipPrimitive(size_t &at) const
+    {
+        for (; at < m_length; ++at) {
+            const unsigned char c = m_data[at];
+            switch (c) {
+            case ':':
+            case '\t':
+            case '\r':
+            case '\n':
+            case ' ':
+            case ',':
+            case ']':
+            case '}':
+                return true;
+            default:
+                if (c < 32 || c >= 127)
+                    return false;
+            }
+        }
+        return true;
+    }
+
     // From an opening bracket to just after its closing one.
-    size_t skipContainer()
+    size_t skipContainer() const
     {
         int depth = 0;
-        bool inString = false;
-        for (size_t at = m_position; at < m_length; ++at) {
+        size_t at = m_position;
+        while (at < m_length) {
             const unsigned char c = m_data[at];
-            if (!m_interesting[c])
-                continue;
-            if (c == 0)
-                return at;
-            if (inString) {
-                if (c == '\\')
-                    ++at;
-                else if (c == '"')
-                    inString = false;
-            } else if (c == '"') {
-                inString = true;
-            } else if (c == '[' || c == '{') {
+            if (c == '[' || c == '{') {
                 ++depth;
-            } else if ((c == ']' || c == '}') && --depth == 0) {
-                return at + 1;
+                ++at;
+            } else if (c == ']' || c == '}') {
+                ++at;
+                if (--depth == 0)
+                    return at;
+            } else if (c == '"') {
+                if (!skipString(at))
+                    return m_length;
+            } else if (c == '\t' || c == '\r' || c == '\n' || c == ' ' || c == ':' || c == ',') {
+                ++at;
+            } else if (!skipPrimitive(at)) {
+                return m_length;
             }
         }
         return m_length;
@@ -149,8 +203,6 @@ private:
     size_t m_length;
     size_t m_position = 0;
     int m_depth = 0;
-    bool m_inString = false;
-    bool m_interesting[256] = {};
 };
 
 // Tokenizes `utf8` and turns the tokens into the flat tree, in place.
@@ -306,6 +358,158 @@ struct ReescapeTable
 };
 constexpr ReescapeTable kReescape;
 
+int hexValue(unsigned char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// Unescapes a string token's content and escapes it again, as
+// HXJSONString::unescapedJSONStringWithRange and escapeJSONStringWithRange
+// would, but on the UTF-8 bytes. False for the rare strings it leaves to
+// those functions: escaped surrogates (which pair up, or not, in UTF-16)
+// and anything the tokenizer would not have let through.
+bool reescape(const unsigned char *p, const unsigned char *end, bool escapeUnicode, bool escapeSlashes,
+              std::string &out)
+{
+    static const char hex[] = "0123456789abcdef";
+    auto appendUnit = [&](uint unit) {
+        const char escaped[] = {
+            '\\', 'u', hex[(unit >> 12) & 0xF], hex[(unit >> 8) & 0xF], hex[(unit >> 4) & 0xF], hex[unit & 0xF]};
+        out.append(escaped, 6);
+    };
+    auto appendASCII = [&](uint c) {
+        switch (c) {
+        case '\b':
+            out += "\\b";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '/':
+            out += escapeSlashes ? "\\/" : "/";
+            break;
+        default:
+            out += char(c);
+            break;
+        }
+    };
+    auto appendCodePoint = [&](uint cp) { // not ASCII, not a surrogate
+        if (escapeUnicode && cp >= 129) {
+            if (cp >= 0x10000) {
+                appendUnit(0xD800 + ((cp - 0x10000) >> 10));
+                appendUnit(0xDC00 + ((cp - 0x10000) & 0x3FF));
+            } else {
+                appendUnit(cp);
+            }
+            return;
+        }
+        if (cp < 0x800) {
+            out += char(0xC0 | (cp >> 6));
+        } else if (cp < 0x10000) {
+            out += char(0xE0 | (cp >> 12));
+            out += char(0x80 | ((cp >> 6) & 0x3F));
+        } else {
+            out += char(0xF0 | (cp >> 18));
+            out += char(0x80 | ((cp >> 12) & 0x3F));
+            out += char(0x80 | ((cp >> 6) & 0x3F));
+        }
+        out += char(0x80 | (cp & 0x3F));
+    };
+
+    while (p < end) {
+        const unsigned char c = *p;
+        if (c == '\\') {
+            if (end - p < 2)
+                return false;
+            switch (p[1]) {
+            case '"':
+            case '\\':
+            case '/':
+                appendASCII(p[1]);
+                break;
+            case 'b':
+                appendASCII('\b');
+                break;
+            case 'f':
+                appendASCII('\f');
+                break;
+            case 'n':
+                appendASCII('\n');
+                break;
+            case 'r':
+                appendASCII('\r');
+                break;
+            case 't':
+                appendASCII('\t');
+                break;
+            case 'u': {
+                if (end - p < 6)
+                    return false;
+                uint unit = 0;
+                for (int i = 2; i < 6; ++i) {
+                    const int digit = hexValue(p[i]);
+                    if (digit < 0)
+                        return false;
+                    unit = unit * 16 + uint(digit);
+                }
+                if (unit >= 0xD800 && unit <= 0xDFFF)
+                    return false;
+                if (unit < 0x80)
+                    appendASCII(unit);
+                else
+                    appendCodePoint(unit);
+                p += 6;
+                continue;
+            }
+            default:
+                return false;
+            }
+            p += 2;
+            continue;
+        }
+        if (c < 0x80) {
+            appendASCII(c);
+            ++p;
+            continue;
+        }
+        // The text is valid UTF-8.
+        const int length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+        if (end - p < length)
+            return false;
+        if (!escapeUnicode) {
+            out.append(reinterpret_cast<const char *>(p), size_t(length));
+        } else {
+            uint cp = c & (length == 2 ? 0x1F : length == 3 ? 0x0F : 0x07);
+            for (int i = 1; i < length; ++i)
+                cp = (cp << 6) | (p[i] & 0x3F);
+            appendCodePoint(cp);
+        }
+        p += length;
+    }
+    return true;
+}
+
 bool hasNonASCII(QByteArrayView bytes)
 {
     for (char c : bytes) {
@@ -452,6 +656,14 @@ void HXJSONParser::printString(HXJSONOutput &output, const HXJSONTree &tree, qin
         }
     }
     if (!plain) {
+        thread_local std::string scratch; // reused, so printing a string does not allocate
+        scratch.clear();
+        if (reescape(bytes + node.start, bytes + node.end, escapeUnicode, escapeSlashes, scratch)) {
+            output.append('"');
+            output.append(scratch.data(), qsizetype(scratch.size()));
+            output.append('"');
+            return;
+        }
         const QString raw = QString::fromUtf8(data + node.start, node.end - node.start);
         const std::optional<QString> value = HXJSONString::unescapedJSONStringWithRange(raw, {0, raw.size()});
         if (value) {

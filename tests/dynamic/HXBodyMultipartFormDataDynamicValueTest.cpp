@@ -1,6 +1,11 @@
 #include "HXBodyMultipartFormDataDynamicValue.h"
+#include "HXDocument.h"
 #include "HXEncodingValueTestSupport.h"
 #include "HXFileContentDynamicValue.h"
+#include "HXKeyValue.h"
+#include "HXManagedObjectContext.h"
+#include "HXRequest.h"
+#include "HXRequestEvaluationContext.h"
 #include "HXTestSupport.h"
 
 #include <QTemporaryDir>
@@ -107,6 +112,41 @@ TEST(HXBodyMultipartFormDataDynamicValue, BoundaryFromContentType)
     EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::boundaryFromHeaders({}), QStringLiteral("__X_KEA_BOUNDARY__"));
     // No request being evaluated: the default.
     EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::currentBoundary(), QStringLiteral("__X_KEA_BOUNDARY__"));
+}
+
+TEST(HXBodyMultipartFormDataDynamicValue, BoundaryOfTheRequestBeingEvaluated)
+{
+    HXDocument document;
+    HXManagedObjectContext *objects = document.managedObjectContext();
+    auto *request = objects->insertNewObject<HXRequest>(QStringLiteral("HXRequest"));
+    const auto addHeader = [&](const QString &name, const QString &value, bool enabled, quint64 order) {
+        auto *header = objects->insertNewObject<HXKeyValue>(QStringLiteral("HXKeyValue"));
+        header->setName(name);
+        header->setValue(value);
+        header->setEnabled(enabled);
+        header->setOrder(order);
+        header->setRequest(request);
+    };
+    addHeader(QStringLiteral("Content-Type"), QStringLiteral("multipart/form-data; boundary=disabled"), false, 0);
+    addHeader(QStringLiteral("Accept"), QStringLiteral("*/*"), true, 1);
+    addHeader(QStringLiteral("content-type"), QStringLiteral("multipart/form-data; boundary=abc"), true, 2);
+
+    HXRequestEvaluationContext context(&document);
+    context.setRequest(request);
+    QByteArray body;
+    auto value = multipart({row(QStringLiteral("f"), QStringLiteral("v"))});
+    context.executeWithBlock([&] { body = HXDynamicValueEngine::evaluateStringAsData(value->archivedString()); });
+    EXPECT_EQ(body, QByteArray("--abc\r\nContent-Disposition: form-data; name=\"f\"\r\n\r\nv\r\n--abc--\r\n"));
+
+    // An installed evaluator (request assembly's full header list) wins.
+    HXBodyMultipartFormDataDynamicValue::setRequestHeadersEvaluator([](HXRequest *) {
+        return QList<std::pair<QString, QString>>{{QStringLiteral("Content-Type"), QStringLiteral("x; boundary=z")}};
+    });
+    HXRequestEvaluationContext secondPass(&document); // a new pass: nothing cached
+    secondPass.setRequest(request);
+    secondPass.executeWithBlock([&] { body = HXDynamicValueEngine::evaluateStringAsData(value->archivedString()); });
+    HXBodyMultipartFormDataDynamicValue::setRequestHeadersEvaluator(nullptr);
+    EXPECT_TRUE(body.startsWith("--z\r\n")) << body.constData();
 }
 
 TEST(HXBodyMultipartFormDataDynamicValue, MIMETypes)

@@ -1,5 +1,7 @@
 #include "HXFileContentDynamicValue.h"
+#include "HXDocument.h"
 #include "HXEncodingValueTestSupport.h"
+#include "HXRequestEvaluationContext.h"
 #include "HXTestSupport.h"
 
 #include <QCborMap>
@@ -80,6 +82,37 @@ TEST(HXFileContentDynamicValue, RelativeReferenceIsTriedFirst)
     // Without the relative file the absolute path is used.
     EXPECT_EQ(value->resolvedFilePath(root.filePath(QStringLiteral("elsewhere"))), original);
     EXPECT_EQ(value->resolvedFilePath(QString()), original);
+}
+
+TEST(HXFileContentDynamicValue, ReferencesFollowTheDocumentBeingEvaluated)
+{
+    QTemporaryDir root;
+    const QString project = root.filePath(QStringLiteral("project"));
+    ASSERT_TRUE(QDir().mkpath(project + QStringLiteral("/files")));
+    ASSERT_TRUE(HXTest::writeFile(project + QStringLiteral("/files/a.txt"), "first"));
+    HXDocument document;
+    ASSERT_TRUE(document.saveAs(project + QStringLiteral("/api.kea")).ok());
+    HXRequestEvaluationContext context(&document);
+
+    auto value = HXDynamicValue::make<HXFileContentDynamicValue>();
+    context.executeWithBlock([&] {
+        EXPECT_EQ(HXFileContentDynamicValue::currentDocumentFolder(), project);
+        value->setFilePath(project + QStringLiteral("/files/a.txt"));
+    });
+    EXPECT_EQ(QCborValue::fromCbor(value->bookmarkData()).toMap().value(QStringLiteral("relativePath")).toString(),
+              QStringLiteral("files/a.txt"));
+
+    // The project is copied elsewhere and the document saved there: the
+    // value reads the copy beside the document.
+    const QString copy = root.filePath(QStringLiteral("copy"));
+    ASSERT_TRUE(QDir().mkpath(copy + QStringLiteral("/files")));
+    ASSERT_TRUE(HXTest::writeFile(copy + QStringLiteral("/files/a.txt"), "second"));
+    ASSERT_TRUE(document.saveAs(copy + QStringLiteral("/api.kea")).ok());
+    QByteArray bytes;
+    context.executeWithBlock([&] { bytes = HXDynamicValueEngine::evaluateStringAsData(value->archivedString()); });
+    EXPECT_EQ(bytes, QByteArray("second"));
+    // Outside the document the absolute path is all there is.
+    EXPECT_EQ(evaluatedData(value), QByteArray("first"));
 }
 
 TEST(HXFileContentDynamicValue, FailuresAreLoggedAndGiveNothing)

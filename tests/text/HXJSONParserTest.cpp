@@ -4,6 +4,7 @@
 #include "HXJSONDictKey.h"
 #include "HXJSONOutput.h"
 #include "HXJSONPrimitive.h"
+#include "HXJSONString.h"
 
 #include <gtest/gtest.h>
 
@@ -157,6 +158,43 @@ TEST(HXJSONParserTest, StringOptionsReescapeValuesButNeverKeys)
     EXPECT_EQ(root->items()[0]->cfObject().toString(), QStringLiteral("k\\u00e9/"));
     EXPECT_EQ(root->cfObject().toMap().firstKey(), QStringLiteral("k\\u00e9/"));
     EXPECT_EQ(root->items()[1]->cfObject().toString(), QStringLiteral(u"é\u0080/é\n/"));
+}
+
+TEST(HXJSONParserTest, ReescapedStringsMatchTheStringFunctions)
+{
+    // The printer re-escapes on UTF-8 bytes; it must give what unescaping and
+    // escaping the UTF-16 text gives, for every option.
+    const QByteArray contents[] = {
+        "plain",
+        "a/b\\/c",
+        "\\\"\\\\\\b\\f\\n\\r\\t",
+        "\\u0000\\u001f\\u0020\\u007f",
+        "\x01\x1f raw controls",
+        "\\u0080\\u0081\\u00e9\\u0800\\uFFFF",
+        "\xc2\x80\xc2\x81\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80",
+        "\\ud83d\\ude00 pair",
+        "\\udbff lone high",
+        "\\udc00 lone low",
+        "\\u002F\\u005c\\u0022",
+        "\xef\xbf\xbf end",
+    };
+    const uint options[] = {0x11, 0x12, 0x21, 0x22, 0x01, 0x02};
+    for (const QByteArray &content : contents) {
+        const QString raw = QString::fromUtf8(content);
+        const std::optional<QString> value = HXJSONString::unescapedJSONStringWithRange(raw, {0, raw.size()});
+        ASSERT_TRUE(value) << content.constData();
+        for (const uint option : options) {
+            auto parser = HXJSONParser::fromUtf8("[\"" + content + "\"]");
+            parser->setPrintingStringOptions(option);
+            HXJSONOutput output;
+            ASSERT_TRUE(parser->printRoot(output));
+            const QString expected = QStringLiteral("[\"") +
+                                     HXJSONString::escapeJSONStringWithRange(*value, {0, value->size()},
+                                                                             (option & 0xF) != 2, (option >> 4) != 2) +
+                                     QStringLiteral("\"]");
+            EXPECT_EQ(output.takeBytes(), expected.toUtf8()) << content.constData() << " options " << option;
+        }
+    }
 }
 
 TEST(HXJSONParserTest, TopLevelScalarsAndEmptyTexts)
@@ -318,6 +356,18 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     HXJSONOutput mixedOutput;
     ASSERT_TRUE(mixedParser->printRoot(mixedOutput));
     EXPECT_EQ(mixedOutput.takeBytes(), mixed);
+
+    // Quotes inside an unquoted token do not start a string for the
+    // tokenizer, so they must not hide the brackets after them either.
+    const QByteArray quoted = "[a\"" + QByteArray(",[").repeated(depth) + QByteArray(depth + 1, ']');
+    auto quotedParser = HXJSONParser::fromUtf8(quoted);
+    item = quotedParser->parseWithError();
+    levels = 0;
+    while (const auto array = std::dynamic_pointer_cast<HXJSONArray>(item)) {
+        item = array->items().last();
+        ++levels;
+    }
+    EXPECT_EQ(levels, limit);
 
     // The opening brackets of a truncated body: unclosed containers close.
     auto unclosed = HXJSONParser::fromUtf8(QByteArray(depth, '['));

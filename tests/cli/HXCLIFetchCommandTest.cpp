@@ -1,0 +1,108 @@
+// kea-cli fetch as a real subprocess against a loopback server.
+
+#include "HXTestHTTPServer.h"
+#include "HXTestSupport.h"
+
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct FetchRun
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+FetchRun fetch(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(KEA_CLI_PATH), QStringList{QStringLiteral("fetch")} + arguments);
+    FetchRun run;
+    if (!process.waitForFinished(20000)) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+TEST(HXCLIFetchCommandTest, PrintsTheRawHeadThenTheBody)
+{
+    HXTestHTTPServer server;
+    ASSERT_TRUE(server.listen());
+    const QByteArray response = "HTTP/1.1 201 Created\r\nX-Thing:  spaced \r\nContent-Length: 5\r\n\r\nhello";
+    server.addResponse(response);
+    QTemporaryDir folder;
+    const QString bodyFile = folder.filePath(QStringLiteral("body.json"));
+    ASSERT_TRUE(HXTest::writeFile(bodyFile, "{\"a\":1}"));
+
+    const FetchRun run =
+        fetch({server.url(QStringLiteral("/items?x=1")).toString(), QStringLiteral("-X"), QStringLiteral("PUT"),
+               QStringLiteral("-H"), QStringLiteral("Content-Type: application/json"), QStringLiteral("-H"),
+               QStringLiteral("X-Empty:"), QStringLiteral("--data"), QLatin1Char('@') + bodyFile,
+               QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(run.status, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, response);
+    ASSERT_EQ(server.receivedRequests().size(), 1);
+    const QByteArray request = server.receivedRequests().first();
+    EXPECT_TRUE(request.startsWith("PUT /items?x=1 HTTP/1.1\r\nContent-Type: application/json\r\nHost: 127.0.0.1:"));
+    EXPECT_TRUE(request.endsWith("Content-Length: 7\r\n\r\n{\"a\":1}"));
+    EXPECT_FALSE(request.contains("X-Empty"));
+}
+
+TEST(HXCLIFetchCommandTest, WritesTheBodyToAFileAndGoesThroughAProxy)
+{
+    HXTestHTTPServer proxy;
+    ASSERT_TRUE(proxy.listen());
+    proxy.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody");
+    QTemporaryDir folder;
+    const QString output = folder.filePath(QStringLiteral("out.bin"));
+    const FetchRun run = fetch({QStringLiteral("http://origin.test/file"), QStringLiteral("--proxy"),
+                                QStringLiteral("127.0.0.1:%1").arg(proxy.port()), QStringLiteral("-o"), output});
+    EXPECT_EQ(run.status, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n"));
+    EXPECT_EQ(HXTest::readFile(output), QByteArray("body"));
+    ASSERT_EQ(proxy.receivedRequests().size(), 1);
+    EXPECT_TRUE(proxy.receivedRequests().first().startsWith("GET http://origin.test/file HTTP/1.1\r\n"));
+}
+
+TEST(HXCLIFetchCommandTest, FailuresAndUsage)
+{
+    quint16 closedPort = 0;
+    {
+        QTcpServer probe;
+        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+        closedPort = probe.serverPort();
+    }
+    const FetchRun refused = fetch({QStringLiteral("http://127.0.0.1:%1/").arg(closedPort),
+                                    QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.out.isEmpty());
+    EXPECT_TRUE(refused.err.startsWith("kea-cli: fetch: "));
+    EXPECT_EQ(refused.err.count('\n'), 1);
+
+    HXTestHTTPServer silent;
+    ASSERT_TRUE(silent.listen());
+    silent.addScript(HXTestHTTPScript().readRequest().hang());
+    const FetchRun timedOut = fetch({silent.url().toString(), QStringLiteral("--timeout"), QStringLiteral("0.3"),
+                                     QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(timedOut.status, 1);
+    EXPECT_EQ(timedOut.err, QByteArray("kea-cli: fetch: The request timed out\n"));
+
+    EXPECT_EQ(fetch({}).status, 2);
+    EXPECT_EQ(fetch({QStringLiteral("http://a.test/"), QStringLiteral("-H"), QStringLiteral("NoColon")}).status, 2);
+    EXPECT_EQ(
+        fetch({QStringLiteral("http://a.test/"), QStringLiteral("--proxy-config"), QStringLiteral("bogus")}).status, 2);
+    EXPECT_EQ(
+        fetch({QStringLiteral("http://a.test/"), QStringLiteral("--data"), QStringLiteral("@/nonexistent")}).status, 2);
+}
+
+} // namespace
