@@ -6,9 +6,9 @@
 #include "HXEnvironment.h"
 #include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
-#include "HXUndoManager.h"
 #include "HXRequestGroup.h"
 #include "HXRequestTreeItem.h"
+#include "HXUndoManager.h"
 #include "HXXMLStore.h"
 
 #include <QCoreApplication>
@@ -190,8 +190,8 @@ void HXDocument::deleteEnvironment()
     HXPresenter::Alert alert;
     alert.message = QCoreApplication::translate("HXDocument", "Delete environment?");
     alert.informativeText =
-        QCoreApplication::translate("HXDocument",
-                                    "Environment '%1' will be deleted and variables will be kept for other environments.")
+        QCoreApplication::translate(
+            "HXDocument", "Environment '%1' will be deleted and variables will be kept for other environments.")
             .arg(current->name());
     alert.buttons = {QCoreApplication::translate("HXDocument", "Delete"),
                      QCoreApplication::translate("HXDocument", "Cancel")};

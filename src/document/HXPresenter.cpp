@@ -10,7 +10,8 @@ class HXDefaultPresenter : public HXPresenter
 public:
     void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
     {
-        qCInfo(lcKeaDocument).noquote() << alert.message << "-" << (alert.buttons.isEmpty() ? QString() : alert.buttons.first());
+        qCInfo(lcKeaDocument).noquote() << alert.message << "-"
+                                        << (alert.buttons.isEmpty() ? QString() : alert.buttons.first());
         if (completion)
             completion(0);
     }

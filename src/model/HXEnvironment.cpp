@@ -100,8 +100,8 @@ HXEnvironment *HXEnvironment::addEnvironment(const QString &name, HXManagedObjec
     return undoableStep(context, QCoreApplication::translate("HXEnvironment", "Add Environment"), [&] {
         auto *environment = context->insertNewObject<HXEnvironment>(QStringLiteral("HXEnvironment"));
         environment->setName(name.isEmpty() ? QCoreApplication::translate("HXEnvironment", "New environment") : name);
-        const auto variables =
-            fetchSorted<HXEnvironmentVariable>(context, QStringLiteral("HXEnvironmentVariable"), QStringLiteral("name"));
+        const auto variables = fetchSorted<HXEnvironmentVariable>(context, QStringLiteral("HXEnvironmentVariable"),
+                                                                  QStringLiteral("name"));
         for (HXEnvironmentVariable *variable : variables)
             insertValue(context, environment, variable, QString());
         return environment;

@@ -41,7 +41,7 @@ void HXEnvironmentVariable::awakeFromInsert()
 }
 
 HXEnvironmentVariable *HXEnvironmentVariable::environmentVariableWithUUID(const QString &uuid,
-                                                                         HXManagedObjectContext *context)
+                                                                          HXManagedObjectContext *context)
 {
     if (context == nullptr)
         return nullptr;
