@@ -224,6 +224,14 @@ QString HXDynamicValue::localizedName() const
     return HXDynamicValueCatalogue::localizedTitle(className());
 }
 
+QStringList HXDynamicValue::keyPathsForValuesAffectingEvaluate() const
+{
+    QStringList keys;
+    for (const HXDynamicProperty &property : dynamicKeyPaths())
+        keys.append(property.key);
+    return keys;
+}
+
 const HXDynamicProperty *HXDynamicValue::propertyForKey(const QString &key) const
 {
     for (const HXDynamicProperty &property : dynamicKeyPaths()) {

@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 #include <memory>
@@ -132,6 +133,11 @@ public:
     QString localizedName() const;
     // The name of the kind's editor in the user interface: the class name.
     QString editingNibName() const { return className(); }
+    // The keys whose change changes the value's result and token text: all
+    // stored properties (for observers such as editors and previews).
+    QStringList keyPathsForValuesAffectingEvaluate() const;
+    QStringList keyPathsForValuesAffectingEvaluatedString() const { return keyPathsForValuesAffectingEvaluate(); }
+    QStringList keyPathsForValuesAffectingDisplayString() const { return keyPathsForValuesAffectingEvaluate(); }
     // The declaration of one stored property, or null.
     const HXDynamicProperty *propertyForKey(const QString &key) const;
     // The model class that archives the property by reference ("HXRequest",

@@ -17,3 +17,8 @@ HXRequestEvaluationContext *HXRequestEvaluationContext::currentRequestEvaluation
 {
     return dynamic_cast<HXRequestEvaluationContext *>(currentContext());
 }
+
+void HXRequestEvaluationContext::installDefaultContextFactory()
+{
+    setDefaultContextFactory([] { return std::make_shared<HXRequestEvaluationContext>(); });
+}

@@ -20,6 +20,11 @@ public:
     // The object context and the document that owns it, if any.
     explicit HXRequestEvaluationContext(HXManagedObjectContext *managedObjectContext);
 
+    // Installs the default context factory: a plain request evaluation
+    // context (no document, no request) for every evaluation started outside
+    // a context. Application start-up calls it once.
+    static void installDefaultContextFactory();
+
     // The current context when it is a request evaluation context, else null.
     static HXRequestEvaluationContext *currentRequestEvaluationContext();
 

@@ -159,7 +159,7 @@ TEST_F(HXDynamicValueEngineTest, NestedContextsShareTheOuterOne)
 TEST_F(HXDynamicValueEngineTest, DefaultFactoryIsUsedWhenNoneIsGiven)
 {
     const HXDynamicValueContextFactory saved = HXDynamicValueContext::defaultContextFactory();
-    HXDynamicValueContext::setDefaultContextFactory([] { return std::make_shared<HXRequestEvaluationContext>(); });
+    HXRequestEvaluationContext::installDefaultContextFactory();
     bool sawRequestContext = false;
     HXDynamicValueContext::context(
         nullptr, [&] { sawRequestContext = HXRequestEvaluationContext::currentRequestEvaluationContext() != nullptr; });
