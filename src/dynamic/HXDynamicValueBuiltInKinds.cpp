@@ -4,11 +4,16 @@
 #include "HXBasicAuthDynamicValue.h"
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXBodyMultipartFormDataDynamicValue.h"
+#include "HXCookieDynamicValue.h"
 #include "HXEnvironmentVariableDynamicValue.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXHMACDynamicValue.h"
 #include "HXHashDynamicValue.h"
 #include "HXNonceDynamicValue.h"
+#include "HXResponseBodyLengthDynamicValue.h"
+#include "HXResponseBodyPathDynamicValue.h"
+#include "HXResponseHeaderDynamicValue.h"
+#include "HXResponseRawBodyDynamicValue.h"
 #include "HXTimestampDynamicValue.h"
 #include "HXURLEncodingDynamicValue.h"
 
@@ -30,4 +35,9 @@ void HXDynamicValueCatalogue::registerBuiltInKinds()
     HXBodyFormKeyValueDynamicValue::registerKind();
     HXBodyMultipartFormDataDynamicValue::registerKind();
     HXEnvironmentVariableDynamicValue::registerKind();
+    HXResponseHeaderDynamicValue::registerKind();
+    HXResponseRawBodyDynamicValue::registerKind();
+    HXResponseBodyPathDynamicValue::registerKind();
+    HXResponseBodyLengthDynamicValue::registerKind();
+    HXCookieDynamicValue::registerKind();
 }

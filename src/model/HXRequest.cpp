@@ -6,6 +6,7 @@
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXBodyMultipartFormDataDynamicValue.h"
 #include "HXCompletionSink.h"
+#include "HXCookieDynamicValue.h"
 #include "HXDynamicValueEngine.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXHTTPRequest.h"
@@ -220,6 +221,8 @@ std::optional<QString> HXRequest::defaultValueForHeader(const QString &name)
         return QLocale::system().name().replace(u'_', u'-');
     if (key == u"accept-encoding")
         return QStringLiteral("gzip, identity");
+    if (key == u"cookie")
+        return HXCookieDynamicValue::archivedDefaultCookieHeaderValue();
     return std::nullopt;
 }
 
