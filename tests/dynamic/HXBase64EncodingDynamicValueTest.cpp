@@ -49,3 +49,15 @@ TEST(HXBase64EncodingDynamicValue, Display)
     ASSERT_EQ(modes->size(), 2);
     EXPECT_EQ(modes->at(1).descriptiveString, QStringLiteral("Decode"));
 }
+
+TEST(HXBase64EncodingDynamicValue, StoredPropertiesSurviveTheArchive)
+{
+    auto value = HXDynamicValue::make<HXBase64EncodingDynamicValue>();
+    value->setInput(QStringLiteral("abc"));
+    value->setMode(1);
+    const auto copy = roundTripped(value);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->isEqual(*value));
+    EXPECT_EQ(copy->input(), QStringLiteral("abc"));
+    EXPECT_EQ(copy->mode(), 1u);
+}

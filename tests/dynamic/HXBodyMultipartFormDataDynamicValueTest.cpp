@@ -166,3 +166,13 @@ TEST(HXBodyMultipartFormDataDynamicValue, Emptiness)
     EXPECT_TRUE(multipart({row(QStringLiteral("a"), QString(), false)})->hasAnyNotEmptyDisabledKeyValue());
     EXPECT_FALSE(multipart({row(QStringLiteral("a"), QString())})->hasAnyNotEmptyDisabledKeyValue());
 }
+
+TEST(HXBodyMultipartFormDataDynamicValue, RowsSurviveTheArchive)
+{
+    const HXDynamicKeyValueRows rows = {row(QStringLiteral("a"), QStringLiteral("1"), false)};
+    auto body = multipart(rows);
+    const auto copy = roundTripped(body);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->isEqual(*body));
+    EXPECT_EQ(copy->keyValues(), rows);
+}

@@ -62,3 +62,17 @@ TEST(HXHMACDynamicValue, DisplayAndChoices)
     for (quint32 i = 0; i < 6; ++i)
         EXPECT_EQ(HXHMACDynamicValue::platformAlgorithmCode(i), codes[i]);
 }
+
+TEST(HXHMACDynamicValue, StoredPropertiesSurviveTheArchive)
+{
+    auto hmac = HXDynamicValue::make<HXHMACDynamicValue>();
+    hmac->setAlgorithm(4);
+    hmac->setInput(archivedBytes("\x01\x02"));
+    hmac->setKey(QStringLiteral("k"));
+    const auto copy = roundTripped(hmac);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->isEqual(*hmac));
+    EXPECT_EQ(copy->algorithm(), 4u);
+    EXPECT_EQ(copy->input(), hmac->input());
+    EXPECT_EQ(copy->key(), QStringLiteral("k"));
+}

@@ -174,3 +174,25 @@ TEST(HXTimestampDynamicValue, DefaultDateHeaderValue)
     EXPECT_TRUE(HXDynamicValueEngine::evaluateStringAsString(HXTimestampDynamicValue::archivedDefaultDateHeaderValue())
                     .endsWith(QLatin1String(" GMT")));
 }
+
+TEST(HXTimestampDynamicValue, StoredPropertiesSurviveTheArchive)
+{
+    auto timestamp = fixedTimestamp(0);
+    timestamp->setCustomFormat(QStringLiteral("%F"));
+    timestamp->setDelta(-2.5);
+    timestamp->setUseTSeparator(false);
+    timestamp->setUseZForUTC(true);
+    const auto copy = roundTripped(timestamp);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->isEqual(*timestamp));
+    EXPECT_EQ(copy->format(), 0u);
+    EXPECT_EQ(copy->customFormat(), QStringLiteral("%F"));
+    EXPECT_FALSE(copy->now());
+    EXPECT_EQ(copy->date(), sampleDate);
+    EXPECT_EQ(copy->delta(), -2.5);
+    EXPECT_FALSE(copy->useTSeparator());
+    EXPECT_TRUE(copy->useZForUTC());
+    // Any stored property is part of the identity.
+    copy->setUseZForUTC(false);
+    EXPECT_FALSE(copy->isEqual(*timestamp));
+}

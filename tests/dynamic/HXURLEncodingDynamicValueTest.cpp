@@ -54,3 +54,17 @@ TEST(HXURLEncodingDynamicValue, DisplayAndChoices)
     ASSERT_FALSE(charsets->isEmpty());
     EXPECT_EQ(charsets->first().object.toString(), QStringLiteral("UTF-8"));
 }
+
+TEST(HXURLEncodingDynamicValue, StoredPropertiesSurviveTheArchive)
+{
+    auto value = HXDynamicValue::make<HXURLEncodingDynamicValue>();
+    value->setInput(QStringLiteral("a b"));
+    value->setCharset(QStringLiteral("ISO-8859-2"));
+    value->setMode(1);
+    const auto copy = roundTripped(value);
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(copy->isEqual(*value));
+    EXPECT_EQ(copy->input(), QStringLiteral("a b"));
+    EXPECT_EQ(copy->charset(), QStringLiteral("ISO-8859-2"));
+    EXPECT_EQ(copy->mode(), 1);
+}
