@@ -18,8 +18,7 @@ struct HXError
     HXError() = default;
     HXError(QString errorDomain, qint64 errorCode, QString errorDescription)
         : domain(std::move(errorDomain)), code(errorCode), description(std::move(errorDescription))
-    {
-    }
+    {}
 
     // A copy of this error with `cause` attached underneath.
     HXError withUnderlying(const HXError &cause) const
