@@ -79,6 +79,8 @@ struct OpenContainer
 class DeepContainerScanner
 {
 public:
+    // `data` must be followed by a NUL byte (QByteArray's data is), which
+    // ends the inner loops without a bounds check.
     DeepContainerScanner(const unsigned char *data, size_t length) : m_data(data), m_length(length) {}
 
     bool next(size_t &start, size_t &end)
@@ -125,6 +127,25 @@ public:
     }
 
 private:
+    struct Tables
+    {
+        bool stringStop[256] = {};    // a quote, a backslash, NUL
+        bool primitiveStop[256] = {}; // delimiters, and what the tokenizer rejects
+        Tables()
+        {
+            stringStop[uint('"')] = stringStop[uint('\\')] = stringStop[0] = true;
+            for (int c = 0; c < 256; ++c)
+                primitiveStop[c] = c < 32 || c >= 127;
+            for (unsigned char c : {':', ',', ']', '}', ' '})
+                primitiveStop[c] = true;
+        }
+    };
+    static const Tables &tables()
+    {
+        static const Tables instance;
+        return instance;
+    }
+
     bool stop()
     {
         m_position = m_length;
@@ -135,42 +156,31 @@ private:
     // tokenizer fails (no closing quote, a NUL).
     bool skipString(size_t &at) const
     {
-        for (++at; at < m_length; ++at) {
-            const unsigned char c = m_data[at];
-            if (c == 0)
+        const bool *stopAt = tables().stringStop;
+        for (++at;;) {
+            while (!stopAt[m_data[at]])
+                ++at;
+            if (at >= m_length || m_data[at] == 0)
                 return false;
-            if (c == '"') {
+            if (m_data[at] == '"') {
                 ++at;
                 return true;
             }
-            if (c == '\\' && at + 1 < m_length)
-                ++at;
+            at += at + 1 < m_length ? 2 : 1; // a backslash and the character it escapes
         }
-        return false;
     }
 
     // An unquoted token runs to the next delimiter, brackets and quotes
     // included; false at a character the tokenizer rejects.
     bool skipPrimitive(size_t &at) const
     {
-        for (; at < m_length; ++at) {
-            const unsigned char c = m_data[at];
-            switch (c) {
-            case ':':
-            case '\t':
-            case '\r':
-            case '\n':
-            case ' ':
-            case ',':
-            case ']':
-            case '}':
-                return true;
-            default:
-                if (c < 32 || c >= 127)
-                    return false;
-            }
-        }
-        return true;
+        const bool *stopAt = tables().primitiveStop;
+        while (!stopAt[m_data[at]])
+            ++at;
+        if (at >= m_length)
+            return true;
+        const unsigned char c = m_data[at];
+        return c >= 32 ? c < 127 : c == '\t' || c == '\r' || c == '\n';
     }
 
     // From an opening bracket to just after its closing one.

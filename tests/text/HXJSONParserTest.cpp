@@ -343,10 +343,11 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     EXPECT_EQ(withoutWhitespace(printed), text);
     (void)root->cfObject();
 
-    // Brackets inside strings do not count; objects nest too.
+    // Brackets inside strings (after escaped quotes and backslashes too) do
+    // not count; objects nest too.
     QByteArray mixed;
     for (int i = 0; i < limit + 5; ++i)
-        mixed += "{\"k]\":[\"[{\",";
+        mixed += "{\"k]\\\"[\":[\"[{\\\\\",";
     mixed += "1";
     for (int i = 0; i < limit + 5; ++i)
         mixed += "]}";
@@ -356,6 +357,20 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     HXJSONOutput mixedOutput;
     ASSERT_TRUE(mixedParser->printRoot(mixedOutput));
     EXPECT_EQ(mixedOutput.takeBytes(), mixed);
+    item = mixedParser->root();
+    levels = 0;
+    for (;;) {
+        QList<std::shared_ptr<HXJSONItem>> children;
+        if (const auto dict = std::dynamic_pointer_cast<HXJSONDict>(item))
+            children = dict->items();
+        else if (const auto array = std::dynamic_pointer_cast<HXJSONArray>(item))
+            children = array->items();
+        else
+            break;
+        item = children.last();
+        ++levels;
+    }
+    EXPECT_EQ(levels, limit);
 
     // Quotes inside an unquoted token do not start a string for the
     // tokenizer, so they must not hide the brackets after them either.
