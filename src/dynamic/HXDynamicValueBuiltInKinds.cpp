@@ -1,5 +1,7 @@
 #include "HXDynamicValueCatalogue.h"
 
+#include "HXAmazonS3HeaderDynamicValue.h"
+#include "HXAmazonS3SignatureParameterDynamicValue.h"
 #include "HXBase64EncodingDynamicValue.h"
 #include "HXBasicAuthDynamicValue.h"
 #include "HXBodyFormKeyValueDynamicValue.h"
@@ -10,6 +12,8 @@
 #include "HXHMACDynamicValue.h"
 #include "HXHashDynamicValue.h"
 #include "HXNonceDynamicValue.h"
+#include "HXOAuth1HeaderDynamicValue.h"
+#include "HXOAuth1SignatureDynamicValue.h"
 #include "HXResponseBodyLengthDynamicValue.h"
 #include "HXResponseBodyPathDynamicValue.h"
 #include "HXResponseHeaderDynamicValue.h"
@@ -32,6 +36,10 @@ void HXDynamicValueCatalogue::registerBuiltInKinds()
     HXHashDynamicValue::registerKind();
     HXHMACDynamicValue::registerKind();
     HXBasicAuthDynamicValue::registerKind();
+    HXOAuth1HeaderDynamicValue::registerKind();
+    HXOAuth1SignatureDynamicValue::registerKind();
+    HXAmazonS3HeaderDynamicValue::registerKind();
+    HXAmazonS3SignatureParameterDynamicValue::registerKind();
     HXBodyFormKeyValueDynamicValue::registerKind();
     HXBodyMultipartFormDataDynamicValue::registerKind();
     HXEnvironmentVariableDynamicValue::registerKind();
