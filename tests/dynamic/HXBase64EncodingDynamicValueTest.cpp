@@ -36,28 +36,3 @@ TEST(HXBase64EncodingDynamicValue, EncodingADecodedTokenRoundTrips)
     encoder->setInput(archivedBytes(binary));
     EXPECT_EQ(evaluatedString(encoder), QString::fromLatin1(binary.toBase64()));
 }
-
-TEST(HXBase64EncodingDynamicValue, Display)
-{
-    auto value = HXDynamicValue::make<HXBase64EncodingDynamicValue>();
-    EXPECT_EQ(value->displayString(), QStringLiteral("Base64 Encode"));
-    value->setInput(QStringLiteral("abc"));
-    value->setMode(1);
-    EXPECT_EQ(value->displayString(), QStringLiteral("Base64 Decode: abc"));
-    const auto modes = value->valueForUndefinedKey(QStringLiteral("modeContent"));
-    ASSERT_TRUE(modes.has_value());
-    ASSERT_EQ(modes->size(), 2);
-    EXPECT_EQ(modes->at(1).descriptiveString, QStringLiteral("Decode"));
-}
-
-TEST(HXBase64EncodingDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto value = HXDynamicValue::make<HXBase64EncodingDynamicValue>();
-    value->setInput(QStringLiteral("abc"));
-    value->setMode(1);
-    const auto copy = roundTripped(value);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*value));
-    EXPECT_EQ(copy->input(), QStringLiteral("abc"));
-    EXPECT_EQ(copy->mode(), 1u);
-}

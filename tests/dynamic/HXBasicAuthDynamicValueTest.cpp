@@ -49,17 +49,3 @@ TEST(HXBasicAuthDynamicValue, DisplayAndDefaultHeaderValue)
     EXPECT_TRUE(fresh->isEqual(*HXDynamicValue::make<HXBasicAuthDynamicValue>()));
     EXPECT_EQ(HXDynamicValueEngine::evaluateStringAsString(stored), QStringLiteral("Basic Og=="));
 }
-
-TEST(HXBasicAuthDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto value = HXDynamicValue::make<HXBasicAuthDynamicValue>();
-    value->setUsername(QStringLiteral("u"));
-    value->setPassword(QStringLiteral("p"));
-    value->setCharset(QStringLiteral("UTF-8"));
-    const auto copy = roundTripped(value);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*value));
-    EXPECT_EQ(copy->username(), QStringLiteral("u"));
-    EXPECT_EQ(copy->password(), QStringLiteral("p"));
-    EXPECT_EQ(copy->charset(), QStringLiteral("UTF-8"));
-}

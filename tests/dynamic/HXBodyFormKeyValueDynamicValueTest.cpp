@@ -66,14 +66,3 @@ TEST(HXBodyFormKeyValueDynamicValue, EmptinessAndDisabledRows)
     EXPECT_TRUE(form({row(QString(), QStringLiteral("v"), false)})->hasAnyNotEmptyDisabledKeyValue());
     EXPECT_EQ(form({})->displayString(), QStringLiteral("Body Key-Value"));
 }
-
-TEST(HXBodyFormKeyValueDynamicValue, RowsSurviveTheArchive)
-{
-    const HXDynamicKeyValueRows rows = {row(QStringLiteral("a"), QStringLiteral("1")),
-                                        row(QStringLiteral("[b]"), QString(), false)};
-    auto body = form(rows);
-    const auto copy = roundTripped(body);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*body));
-    EXPECT_EQ(copy->keyValues(), rows);
-}

@@ -158,21 +158,3 @@ TEST(HXBodyMultipartFormDataDynamicValue, MIMETypes)
     EXPECT_EQ(HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(QStringLiteral("/x/noextension")),
               QStringLiteral("application/octet-stream"));
 }
-
-TEST(HXBodyMultipartFormDataDynamicValue, Emptiness)
-{
-    EXPECT_TRUE(multipart({row(QString(), QString()), row(QString(), QString(), false)})->isEmpty());
-    EXPECT_FALSE(multipart({row(QStringLiteral("a"), QString(), false)})->isEmpty());
-    EXPECT_TRUE(multipart({row(QStringLiteral("a"), QString(), false)})->hasAnyNotEmptyDisabledKeyValue());
-    EXPECT_FALSE(multipart({row(QStringLiteral("a"), QString())})->hasAnyNotEmptyDisabledKeyValue());
-}
-
-TEST(HXBodyMultipartFormDataDynamicValue, RowsSurviveTheArchive)
-{
-    const HXDynamicKeyValueRows rows = {row(QStringLiteral("a"), QStringLiteral("1"), false)};
-    auto body = multipart(rows);
-    const auto copy = roundTripped(body);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*body));
-    EXPECT_EQ(copy->keyValues(), rows);
-}

@@ -69,12 +69,4 @@ inline QByteArray evaluatedData(const HXDynamicValuePtr &value, HXStringEncoding
     return result;
 }
 
-// The value read back from its own keyed archive (null when unreadable),
-// to check that every stored property is set, archived and read back.
-template <typename T>
-std::shared_ptr<T> roundTripped(const std::shared_ptr<T> &value)
-{
-    return std::dynamic_pointer_cast<T>(HXDynamicValue::valueWithKeyedArchive(value->keyedArchive()));
-}
-
 } // namespace HXEncodingValueTest

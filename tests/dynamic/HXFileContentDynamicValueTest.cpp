@@ -57,33 +57,6 @@ TEST(HXFileContentDynamicValue, EvaluatesToTheFileBytes)
     EXPECT_EQ(evaluatedString(value), QString());
 }
 
-TEST(HXFileContentDynamicValue, RelativeReferenceIsTriedFirst)
-{
-    QTemporaryDir root;
-    const QString documents = root.filePath(QStringLiteral("docs"));
-    ASSERT_TRUE(QDir().mkpath(documents + QStringLiteral("/files")));
-    const QString original = documents + QStringLiteral("/files/a.txt");
-    ASSERT_TRUE(HXTest::writeFile(original, "original"));
-
-    auto value = HXDynamicValue::make<HXFileContentDynamicValue>();
-    value->setFilePath(original, documents);
-    const QCborMap stored = QCborValue::fromCbor(value->bookmarkData()).toMap();
-    EXPECT_EQ(stored.value(QStringLiteral("path")).toString(), original);
-    EXPECT_EQ(stored.value(QStringLiteral("relativePath")).toString(), QStringLiteral("files/a.txt"));
-    EXPECT_EQ(value->resolvedFilePath(documents), original);
-
-    // The document folder moved with its files: the relative path wins, even
-    // though the absolute one still exists elsewhere.
-    const QString moved = root.filePath(QStringLiteral("moved"));
-    ASSERT_TRUE(QDir().mkpath(moved + QStringLiteral("/files")));
-    ASSERT_TRUE(HXTest::writeFile(moved + QStringLiteral("/files/a.txt"), "moved"));
-    EXPECT_EQ(value->resolvedFilePath(moved), moved + QStringLiteral("/files/a.txt"));
-
-    // Without the relative file the absolute path is used.
-    EXPECT_EQ(value->resolvedFilePath(root.filePath(QStringLiteral("elsewhere"))), original);
-    EXPECT_EQ(value->resolvedFilePath(QString()), original);
-}
-
 TEST(HXFileContentDynamicValue, ReferencesFollowTheDocumentBeingEvaluated)
 {
     QTemporaryDir root;

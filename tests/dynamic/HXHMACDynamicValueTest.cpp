@@ -42,37 +42,3 @@ TEST(HXHMACDynamicValue, TextInputAndKeyAndOutputLength)
     hmac->setAlgorithm(6);
     EXPECT_EQ(evaluatedString(hmac), QString());
 }
-
-TEST(HXHMACDynamicValue, DisplayAndChoices)
-{
-    auto hmac = HXDynamicValue::make<HXHMACDynamicValue>();
-    hmac->setAlgorithm(5);
-    hmac->setInput(QStringLiteral("msg"));
-    EXPECT_EQ(hmac->displayString(), QStringLiteral("HMAC-SHA512(msg)"));
-    const auto choices = hmac->valueForUndefinedKey(QStringLiteral("algorithmContent"));
-    ASSERT_TRUE(choices.has_value());
-    QStringList labels;
-    for (const HXDynamicChoice &choice : *choices)
-        labels.append(choice.descriptiveString);
-    EXPECT_EQ(labels, QStringList({QStringLiteral("HMAC-MD5"), QStringLiteral("HMAC-SHA1"),
-                                   QStringLiteral("HMAC-SHA224"), QStringLiteral("HMAC-SHA256"),
-                                   QStringLiteral("HMAC-SHA384"), QStringLiteral("HMAC-SHA512")}));
-    // The platform codes behind the numbers.
-    const int codes[] = {1, 0, 5, 2, 3, 4};
-    for (quint32 i = 0; i < 6; ++i)
-        EXPECT_EQ(HXHMACDynamicValue::platformAlgorithmCode(i), codes[i]);
-}
-
-TEST(HXHMACDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto hmac = HXDynamicValue::make<HXHMACDynamicValue>();
-    hmac->setAlgorithm(4);
-    hmac->setInput(archivedBytes("\x01\x02"));
-    hmac->setKey(QStringLiteral("k"));
-    const auto copy = roundTripped(hmac);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*hmac));
-    EXPECT_EQ(copy->algorithm(), 4u);
-    EXPECT_EQ(copy->input(), hmac->input());
-    EXPECT_EQ(copy->key(), QStringLiteral("k"));
-}

@@ -64,15 +64,3 @@ TEST(HXHashDynamicValue, DisplayAndChoices)
     EXPECT_EQ(choices->at(7).object.toLongLong(), 7);
     EXPECT_EQ(hash->localizedName(), QStringLiteral("Digest (Hash)"));
 }
-
-TEST(HXHashDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto hash = HXDynamicValue::make<HXHashDynamicValue>();
-    hash->setHashType(6);
-    hash->setInput(QStringLiteral("[x]"));
-    const auto copy = roundTripped(hash);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*hash));
-    EXPECT_EQ(copy->hashType(), 6u);
-    EXPECT_EQ(copy->input(), QStringLiteral("[x]"));
-}

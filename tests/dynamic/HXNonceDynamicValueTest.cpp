@@ -135,14 +135,3 @@ TEST(HXNonceDynamicValue, OneTextPerPassDifferentAcrossPasses)
     ASSERT_EQ(second.size(), 2);
     EXPECT_NE(first.at(0), second.at(0));
 }
-
-TEST(HXNonceDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto value = nonce(7, false, true, false, true, true);
-    const auto copy = roundTripped(value);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*value));
-    EXPECT_EQ(copy->length(), 7);
-    EXPECT_FALSE(copy->useUppercaseLetters() || copy->useDigits());
-    EXPECT_TRUE(copy->useLowercaseLetters() && copy->useHexDigits() && copy->useASCIISymbols());
-}

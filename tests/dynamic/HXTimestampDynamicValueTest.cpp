@@ -57,20 +57,6 @@ private:
 
 } // namespace
 
-TEST(HXTimestampDynamicValue, Defaults)
-{
-    const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
-    auto timestamp = HXDynamicValue::make<HXTimestampDynamicValue>();
-    EXPECT_EQ(timestamp->format(), 2u);
-    EXPECT_EQ(timestamp->customFormat(), QString());
-    EXPECT_TRUE(timestamp->now());
-    EXPECT_GE(timestamp->date(), before);
-    EXPECT_EQ(timestamp->delta(), 0.0);
-    EXPECT_TRUE(timestamp->useTSeparator());
-    EXPECT_FALSE(timestamp->useZForUTC());
-    EXPECT_EQ(timestamp->displayString(), QStringLiteral("Timestamp"));
-}
-
 TEST(HXTimestampDynamicValue, FormatsInEnglishAndUTCWhateverTheLocale)
 {
     ForeignLocale foreign;
@@ -147,22 +133,6 @@ TEST(HXTimestampDynamicValue, NowIsTheTimeOfEvaluationAndOnePerPass)
     EXPECT_EQ(parts.at(0), parts.at(1));
 }
 
-TEST(HXTimestampDynamicValue, FormatChoicesAndSecondaryText)
-{
-    auto timestamp = fixedTimestamp(3);
-    const auto choices = timestamp->valueForUndefinedKey(QStringLiteral("formatContent"));
-    ASSERT_TRUE(choices.has_value());
-    QStringList labels;
-    for (const HXDynamicChoice &choice : *choices)
-        labels.append(choice.descriptiveString);
-    EXPECT_EQ(labels, QStringList({QStringLiteral("Custom formatting"), QStringLiteral("Epoch Time"),
-                                   QStringLiteral("RFC 1123"), QStringLiteral("ISO 8601")}));
-    EXPECT_EQ(timestamp->secondaryDisplayString(), QStringLiteral("ISO 8601"));
-    timestamp->setFormat(0);
-    timestamp->setCustomFormat(QStringLiteral("%F"));
-    EXPECT_EQ(timestamp->secondaryDisplayString(), QStringLiteral("%F"));
-}
-
 TEST(HXTimestampDynamicValue, DefaultDateHeaderValue)
 {
     const HXDynamicString stored =
@@ -173,26 +143,4 @@ TEST(HXTimestampDynamicValue, DefaultDateHeaderValue)
     EXPECT_TRUE(timestamp->now());
     EXPECT_TRUE(HXDynamicValueEngine::evaluateStringAsString(HXTimestampDynamicValue::archivedDefaultDateHeaderValue())
                     .endsWith(QLatin1String(" GMT")));
-}
-
-TEST(HXTimestampDynamicValue, StoredPropertiesSurviveTheArchive)
-{
-    auto timestamp = fixedTimestamp(0);
-    timestamp->setCustomFormat(QStringLiteral("%F"));
-    timestamp->setDelta(-2.5);
-    timestamp->setUseTSeparator(false);
-    timestamp->setUseZForUTC(true);
-    const auto copy = roundTripped(timestamp);
-    ASSERT_TRUE(copy);
-    EXPECT_TRUE(copy->isEqual(*timestamp));
-    EXPECT_EQ(copy->format(), 0u);
-    EXPECT_EQ(copy->customFormat(), QStringLiteral("%F"));
-    EXPECT_FALSE(copy->now());
-    EXPECT_EQ(copy->date(), sampleDate);
-    EXPECT_EQ(copy->delta(), -2.5);
-    EXPECT_FALSE(copy->useTSeparator());
-    EXPECT_TRUE(copy->useZForUTC());
-    // Any stored property is part of the identity.
-    copy->setUseZForUTC(false);
-    EXPECT_FALSE(copy->isEqual(*timestamp));
 }
