@@ -14,6 +14,7 @@
 #include "HXRequestAssemblyState.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXRequestGroup.h"
+#include "HXThreading.h"
 #include "HXUserDefaults.h"
 
 #include <QFileInfo>
@@ -100,6 +101,7 @@ void appendPercentEncoded(QString &out, const QString &characters, HXStringEncod
 HXRequestAssembly HXRequest::evaluateWithDocument(HXDocument *document,
                                                   const EvaluationCompletionBlock &completionBlock)
 {
+    HX_ASSERT_MAIN_THREAD();
     HXRequestAssembly assembly;
     HXRequestAssemblyState::runInRequestContext(this, document, [&] {
         HXRequestAssemblyState state;
@@ -203,7 +205,7 @@ QString HXRequest::stringByConvertingInternationalDomainNames(const QString &str
         pending.clear();
     };
     for (qsizetype i = 0; i < string.size(); ++i) {
-        if (i == hostStart) {
+        if (i == hostStart && hostStart < hostEnd) {
             flush();
             // A host kept in Unicode stays as it is: the URL parser knows it.
             out += host;

@@ -11,6 +11,7 @@
 #include "HXNonceDynamicValue.h"
 #include "HXRequestAssemblyState.h"
 #include "HXRequestEvaluationContext.h"
+#include "HXThreading.h"
 #include "HXTimestampDynamicValue.h"
 #include "HXUndoManager.h"
 #include "HXUserDefaults.h"
@@ -91,6 +92,7 @@ const QString amazonS3SignatureParameterKind = QStringLiteral("HXAmazonS3Signatu
 
 QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
 {
+    HX_ASSERT_MAIN_THREAD();
     // One evaluation pass: the request's own headers (as ASCII), then the URL
     // and the body in the encoding their Content-Type names.
     QList<HeaderItem> items;

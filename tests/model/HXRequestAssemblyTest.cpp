@@ -289,6 +289,11 @@ TEST_F(RequestAssemblyTest, URLConversionFollowsTheSettings)
     EXPECT_EQ(convert(QStringLiteral("http://[::1]:80/\"<>\""), true, false, HXStringEncoding::UTF8),
               QStringLiteral("http://[::1]:80/%22%3C%3E%22"));
 
+    // Empty hosts and odd authorities pass through.
+    for (const char *text : {"http://", "http:///x", "http://@/", "http://:80/", "mailto:a b", "a b"})
+        EXPECT_EQ(convert(QLatin1String(text), true, true, HXStringEncoding::UTF8),
+                  QString::fromLatin1(text).replace(QStringLiteral(" "), QStringLiteral("%20")));
+
     HXRequest *r = request();
     r->setUrl(QStringLiteral("http://h.test/100%"));
     EXPECT_FALSE(r->evaluatedURLUsingEncoding(HXStringEncoding::UTF8).has_value());
