@@ -25,31 +25,12 @@ std::optional<QString> signature(const QString &method, const QString &url, cons
 
 } // namespace
 
-// RFC 5849, section 1.2: the three requests of the printer/photos example,
-// with their Authorization headers as printed (realm and the signature itself
-// are not signed).
-TEST(HXOAuth1Signing, RFC5849Section12Examples)
+// RFC 5849, section 1.2: the protected resource request, with its
+// Authorization header as printed (realm and the signature itself are not
+// signed). All three requests of that section are signed end to end in
+// HXCLISignatureVectorsTest.
+TEST(HXOAuth1Signing, RFC5849Section12Example)
 {
-    EXPECT_EQ(signature(QStringLiteral("POST"), QStringLiteral("https://photos.example.net/initiate"),
-                        QStringLiteral("OAuth realm=\"Photos\",\n"
-                                       "   oauth_consumer_key=\"dpf43f3p2l4k3l03\",\n"
-                                       "   oauth_signature_method=\"HMAC-SHA1\",\n"
-                                       "   oauth_timestamp=\"137131200\",\n"
-                                       "   oauth_nonce=\"wIjqoS\",\n"
-                                       "   oauth_callback=\"http%3A%2F%2Fprinter.example.com%2Fready\",\n"
-                                       "   oauth_signature=\"74KNZJeDHnMBp0EMJ9ZHt%2FXKycU%3D\""),
-                        QStringLiteral("kd94hf93k423kf44"), QString()),
-              QStringLiteral("74KNZJeDHnMBp0EMJ9ZHt/XKycU="));
-
-    EXPECT_EQ(signature(QStringLiteral("POST"), QStringLiteral("https://photos.example.net/token"),
-                        QStringLiteral("OAuth realm=\"Photos\", oauth_consumer_key=\"dpf43f3p2l4k3l03\", "
-                                       "oauth_token=\"hh5s93j4hdidpola\", oauth_signature_method=\"HMAC-SHA1\", "
-                                       "oauth_timestamp=\"137131201\", oauth_nonce=\"walatlh\", "
-                                       "oauth_verifier=\"hfdp7dh39dks9884\", "
-                                       "oauth_signature=\"gKgrFCywp7rO0OXSjdot%2FIHF7IU%3D\""),
-                        QStringLiteral("kd94hf93k423kf44"), QStringLiteral("hdhd0244k9j7ao03")),
-              QStringLiteral("gKgrFCywp7rO0OXSjdot/IHF7IU="));
-
     const QString photos = QStringLiteral("http://photos.example.net/photos?file=vacation.jpg&size=original");
     const QString photosAuthorization =
         QStringLiteral("OAuth realm=\"Photos\", oauth_consumer_key=\"dpf43f3p2l4k3l03\", "
