@@ -17,8 +17,6 @@
 
 namespace {
 
-std::unique_ptr<HXResponseManager> g_sharedManager;
-
 // Installed while no store is open, so that requests still reach the store:
 // the first question opens it.
 class HXResponseManagerOnDemand : public HXResponseProvider
@@ -30,6 +28,14 @@ public:
     }
 };
 HXResponseManagerOnDemand g_onDemand;
+// Declared after the provider above so that it goes away first.
+std::unique_ptr<HXResponseManager> g_sharedManager;
+// Requests reach the store from the start, without anyone opening it first.
+const bool g_providerInstalled = [] {
+    if (HXResponseProvider::sharedProvider() == nullptr)
+        HXResponseProvider::setSharedProvider(&g_onDemand);
+    return true;
+}();
 
 const char selectColumns[] = "SELECT id, requestUUID, date, responseTime, downloadTime, headersData FROM HXResponse";
 

@@ -24,6 +24,12 @@ class HXResponse;
 // read from the store are written by the next saveUpdates(); reading the same
 // row twice gives the same object while someone holds it. Bodies are read
 // from the file only when bodyData() is first asked for.
+//
+// Recording a response as it arrives:
+//   auto response = HXResponseManager::sharedManager()->insertNewResponse();
+//   response->setRequestUUID(...); response->setHeadersData(...); ...
+//   manager->saveUpdates(); manager->purgeOldResponses();
+//   ... later: response->setBodyData(...); manager->saveUpdates();
 class HXResponseManager : public HXPersistentStoreManager, public HXResponseProvider
 {
     Q_OBJECT
