@@ -134,11 +134,11 @@ TEST_F(HXGCDHTTPRequestTLSTest, TimeLimitIsSuspendedWhileTheUserDecides)
                                                                      std::function<void(bool)> completion) override
         {
             ++trustQuestions;
-            QTimer::singleShot(500, [completion] { completion(true); });
+            QTimer::singleShot(1500, [completion] { completion(true); });
         }
     } delegate;
     HXGCDHTTPRequest request(server.url());
-    request.setTimeoutInterval(0.3);
+    request.setTimeoutInterval(1.0);
     request.setDelegate(&delegate);
     request.start();
     ASSERT_TRUE(delegate.waitUntilEnded(5000));

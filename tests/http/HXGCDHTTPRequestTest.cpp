@@ -243,7 +243,9 @@ TEST_F(HXGCDHTTPRequestTest, ReportsProgressOfDeclaredLengthBodies)
                          .readRequest()
                          .write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n")
                          .delay(30)
-                         .write(body, 1500, 2)
+                         .write(body.left(3000))
+                         .delay(200) // long enough for a partial read even on a busy machine
+                         .write(body.mid(3000), 1500, 2)
                          .close());
     auto exchange = sendAndWait(server.url());
     const HXTestHTTPDelegate &delegate = exchange->delegate;
