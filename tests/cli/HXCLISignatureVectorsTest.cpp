@@ -133,7 +133,7 @@ TEST_F(CLISignatureVectorsTest, RFC5849Section12)
     }
 }
 
-// The OAuth Core 1.0 specification's example (Appendix A.5, with
+// The example of OAuth Core 1.0, Appendix A.5 (with
 // oauth_version) and Twitter's "Creating a signature" example (query
 // parameter and form body), each from one header value. The Twitter body is
 // written with the upper-case escapes its base string shows: parameters are
