@@ -15,7 +15,12 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QProcess>
+#include <QSslKey>
+#include <QSslSocket>
+#include <QTcpServer>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -146,6 +151,59 @@ private:
     std::thread m_thread;
 };
 
+// The same large body over TLS, served by QSslSocket on its own thread, with
+// a certificate made by the openssl tool for the run.
+class TLSServer : public QTcpServer
+{
+public:
+    TLSServer(qint64 bodySize, QSslCertificate certificate, QSslKey key)
+        : m_bodySize(bodySize), m_certificate(std::move(certificate)), m_key(std::move(key))
+    {
+        m_chunk.fill('t', 1 << 20);
+    }
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        auto *socket = new QSslSocket(this);
+        if (!socket->setSocketDescriptor(descriptor)) {
+            delete socket;
+            return;
+        }
+        socket->setLocalCertificate(m_certificate);
+        socket->setPrivateKey(m_key);
+        auto request = std::make_shared<QByteArray>();
+        auto left = std::make_shared<qint64>(-1);
+        auto pump = [socket, left, this] {
+            while (*left > 0 && socket->bytesToWrite() < 4 * m_chunk.size()) {
+                const qint64 piece = qMin<qint64>(*left, m_chunk.size());
+                socket->write(m_chunk.constData(), piece);
+                *left -= piece;
+            }
+            if (*left == 0 && socket->bytesToWrite() == 0)
+                socket->disconnectFromHost();
+        };
+        connect(socket, &QIODevice::readyRead, socket, [socket, request, left, pump, this] {
+            request->append(socket->readAll());
+            if (*left >= 0 || !request->contains("\r\n\r\n"))
+                return;
+            socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(m_bodySize) +
+                          "\r\nConnection: close\r\n\r\n");
+            *left = m_bodySize;
+            pump();
+        });
+        connect(socket, &QIODevice::bytesWritten, socket, pump);
+        connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
+        socket->startServerEncryption();
+    }
+
+private:
+    qint64 m_bodySize;
+    QSslCertificate m_certificate;
+    QSslKey m_key;
+    QByteArray m_chunk;
+};
+
 struct ChildResult
 {
     double wallSeconds = 0;
@@ -221,7 +279,7 @@ ChildResult runChild(const QStringList &programAndArguments)
 }
 
 // The child side: `count` sequential requests through the own engine.
-int runKeaClient(const QString &url, int count)
+int runKeaClient(const QString &url, int count, bool insecure)
 {
     HXUserDefaults::standardUserDefaults().useSettingsFile(QString());
     HXUserDefaults::registerApplicationDefaults();
@@ -249,6 +307,7 @@ int runKeaClient(const QString &url, int count)
         delegate.loop = &loop;
         HXGCDHTTPRequest request((QUrl(url)));
         request.setTimeoutInterval(120);
+        request.setIgnoreSSLCertificatesValidation(insecure);
         request.setDelegate(&delegate);
         request.start();
         loop.exec();
@@ -330,7 +389,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     const QStringList arguments = app.arguments();
     if (arguments.size() >= 4 && arguments.at(1) == u"--kea-client")
-        return runKeaClient(arguments.at(2), arguments.at(3).toInt());
+        return runKeaClient(arguments.at(2), arguments.at(3).toInt(), arguments.contains(QStringLiteral("--insecure")));
 
     qint64 sizeMiB = 256;
     int requests = 1000;
@@ -357,33 +416,94 @@ int main(int argc, char **argv)
     const QString self = QCoreApplication::applicationFilePath();
     const QString curl = QStringLiteral("curl");
 
-    // (a) download
-    std::printf("(a) download of %lld MiB over http on loopback\n", static_cast<long long>(sizeMiB));
-    ChildResult curlDownload;
-    ChildResult keaDownload;
-    double curlSeconds = 1e30;
-    double keaSeconds = 1e30;
-    for (int round = 0; round < 3; ++round) {
-        ChildResult c = runChild({curl, QStringLiteral("-s"), QStringLiteral("-o"), QStringLiteral("/dev/null"),
-                                  QStringLiteral("-w"), QStringLiteral("%{time_total}"), server.url("/big")});
-        const double cs = c.output.toDouble();
-        if (c.status == 0 && cs < curlSeconds) {
-            curlSeconds = cs;
-            curlDownload = c;
+    // (a) download, over http and https
+    auto download = [&](const QString &label, const QString &url, bool tls) {
+        std::printf("(a) download of %lld MiB over %s on loopback\n", static_cast<long long>(sizeMiB),
+                    qPrintable(label));
+        ChildResult curlDownload;
+        ChildResult keaDownload;
+        double curlSeconds = 1e30;
+        double keaSeconds = 1e30;
+        for (int round = 0; round < 3; ++round) {
+            QStringList curlArguments = {curl,
+                                         QStringLiteral("-s"),
+                                         QStringLiteral("-o"),
+                                         QStringLiteral("/dev/null"),
+                                         QStringLiteral("-w"),
+                                         QStringLiteral("%{time_total}"),
+                                         url};
+            QStringList keaArguments = {self, QStringLiteral("--kea-client"), url, QStringLiteral("1")};
+            if (tls) {
+                curlArguments.insert(1, QStringLiteral("-k"));
+                keaArguments.append(QStringLiteral("--insecure"));
+            }
+            ChildResult c = runChild(curlArguments);
+            const double cs = c.output.toDouble();
+            if (c.status == 0 && cs > 0 && cs < curlSeconds) {
+                curlSeconds = cs;
+                curlDownload = c;
+            }
+            ChildResult k = runChild(keaArguments);
+            const double ks = k.output.split(' ').value(0).toDouble();
+            if (k.status == 0 && ks > 0 && ks < keaSeconds) {
+                keaSeconds = ks;
+                keaDownload = k;
+            }
         }
-        ChildResult k = runChild({self, QStringLiteral("--kea-client"), server.url("/big"), QStringLiteral("1")});
-        const double ks = k.output.split(' ').value(0).toDouble();
-        if (k.status == 0 && ks > 0 && ks < keaSeconds) {
-            keaSeconds = ks;
-            keaDownload = k;
+        const double curlRate = bigSize / curlSeconds / 1e6;
+        const double keaRate = bigSize / keaSeconds / 1e6;
+        std::printf("    curl %8.0f MB/s   peak %6.1f MB\n", curlRate, curlDownload.peakKiB / 1024.0);
+        std::printf("    kea  %8.0f MB/s   peak %6.1f MB   (limit %.1f MB = 1.2 x body + 30 MB)\n", keaRate,
+                    keaDownload.peakKiB / 1024.0, (1.2 * bigSize) / 1048576.0 + 30);
+        std::printf("    ratio kea/curl throughput %.2f (aim >= 0.80)\n", keaRate / curlRate);
+    };
+    download(QStringLiteral("http"), server.url("/big"), false);
+
+    QTemporaryDir certificateFolder;
+    const QString certificatePath = certificateFolder.filePath(QStringLiteral("cert.pem"));
+    const QString keyPath = certificateFolder.filePath(QStringLiteral("key.pem"));
+    QProcess openssl;
+    openssl.setStandardOutputFile(QProcess::nullDevice());
+    openssl.setStandardErrorFile(QProcess::nullDevice());
+    openssl.start(QStringLiteral("openssl"),
+                  {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
+                   QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
+                   QStringLiteral("-keyout"), keyPath, QStringLiteral("-out"), certificatePath, QStringLiteral("-days"),
+                   QStringLiteral("1"), QStringLiteral("-subj"), QStringLiteral("/CN=localhost"),
+                   QStringLiteral("-batch")});
+    const int made =
+        openssl.waitForFinished(30000) && openssl.exitStatus() == QProcess::NormalExit ? openssl.exitCode() : -1;
+    QFile certificateFile(certificatePath);
+    QFile keyFile(keyPath);
+    if (made == 0 && certificateFile.open(QIODevice::ReadOnly) && keyFile.open(QIODevice::ReadOnly)) {
+        QThread tlsThread;
+        auto *tlsServer =
+            new TLSServer(bigSize, QSslCertificate(certificateFile.readAll()), QSslKey(keyFile.readAll(), QSsl::Ec));
+        tlsServer->moveToThread(&tlsThread);
+        tlsThread.start();
+        quint16 tlsPort = 0;
+        QMetaObject::invokeMethod(
+            tlsServer,
+            [tlsServer, &tlsPort] {
+                if (tlsServer->listen(QHostAddress::LocalHost))
+                    tlsPort = tlsServer->serverPort();
+            },
+            Qt::BlockingQueuedConnection);
+        if (tlsPort != 0 && arguments.contains(QStringLiteral("--serve-tls"))) {
+            std::printf("https://127.0.0.1:%d/big\n", tlsPort);
+            std::fflush(stdout);
+            for (;;)
+                ::pause();
         }
+        if (tlsPort != 0)
+            download(QStringLiteral("https"), QStringLiteral("https://127.0.0.1:%1/big").arg(tlsPort), true);
+        QMetaObject::invokeMethod(
+            tlsServer, [tlsServer] { delete tlsServer; }, Qt::BlockingQueuedConnection);
+        tlsThread.quit();
+        tlsThread.wait();
+    } else {
+        std::printf("(a) https skipped: the openssl tool could not make a certificate\n");
     }
-    const double curlRate = bigSize / curlSeconds / 1e6;
-    const double keaRate = bigSize / keaSeconds / 1e6;
-    std::printf("    curl %8.0f MB/s   peak %6.1f MB\n", curlRate, curlDownload.peakKiB / 1024.0);
-    std::printf("    kea  %8.0f MB/s   peak %6.1f MB   (limit %.1f MB = 1.2 x body + 30 MB)\n", keaRate,
-                keaDownload.peakKiB / 1024.0, (1.2 * bigSize) / 1048576.0 + 30);
-    std::printf("    ratio kea/curl throughput %.2f (aim >= 0.80)\n", keaRate / curlRate);
 
     // (b) sequential small requests, each on a fresh connection
     std::printf("(b) %d sequential GETs, a fresh connection each\n", requests);

@@ -4,6 +4,10 @@
 
 #include <memory>
 
+class HXEnvironment;
+class HXRequest;
+class HXRequestGroup;
+
 // Opening documents for kea-cli commands: a missing, unreadable or malformed
 // file gives one line on stderr and a null document (exit with
 // HXCLIExitUsage); the file is never written in that case.
@@ -11,4 +15,31 @@ namespace HXCLI {
 std::unique_ptr<HXDocument> openDocumentOrReport(const QString &path);
 // Saves, or reports the failure on stderr and returns false.
 bool saveDocumentOrReport(HXDocument &document, const QString &path);
+
+// The request named by `reference`: a request uuid; a path of folder names
+// and the request's name joined by "/" ("Accounts/Uploads/Upload avatar");
+// or a request name found anywhere in the tree, when only one request has
+// it. Null with a one-line reason in `error` otherwise.
+HXRequest *findRequest(HXDocument &document, const QString &reference, QString &error);
+// The folder at `path` ("Accounts/Uploads"), or null when some folder on the
+// way does not exist. With `create`, missing folders are added (each last
+// among its siblings) and the innermost returned.
+HXRequestGroup *findFolder(HXDocument &document, const QString &path, bool create);
+
+// A value given on the command line as a stored dynamic string: text that is
+// a JSON array is taken as the stored form (text runs and token objects, as
+// "kea-cli eval" and documents hold them); any other text is plain text and
+// is stored as such (so a JSON object body such as {"a": 1} stays text).
+QString storedDynamicString(const QString &given);
+
+// The environment chosen with "kea-cli env FILE choose NAME" is kept in the
+// settings under a key made from the document's identifier (the document
+// itself is not changed). Makes that environment current in `document`; with
+// no choice remembered (or a choice that no longer exists), the first
+// environment by name. Returns the current environment, or null when the
+// document has none.
+HXEnvironment *restoreSelectedEnvironment(HXDocument &document);
+void rememberSelectedEnvironment(const HXDocument &document, const HXEnvironment *environment);
+// The environment of that name, or null.
+HXEnvironment *environmentNamed(HXDocument &document, const QString &name);
 } // namespace HXCLI

@@ -11,6 +11,7 @@
 #include <QSslSocket>
 
 #include <atomic>
+#include <mutex>
 
 // The main-thread side's address, read and cleared only on the main thread,
 // so a callback already on its way finds out whether the request still exists.
@@ -36,11 +37,6 @@ enum WriteTag : long {
     TagRequest = 0,
     TagConnectRequest = 1,
     TagConnectResponseHead = 2,
-};
-
-struct DeleteLater
-{
-    void operator()(QObject *object) const { object->deleteLater(); }
 };
 
 // "host", or "[v6]" for an IPv6 literal, as it appears in a Host header.
@@ -82,8 +78,22 @@ public:
     QString connectionHost;
     quint16 connectionPort = 0;
     QString connectionSSLPeerName;
-    std::unique_ptr<HXGCDAsyncSocketMiddleware, DeleteLater> socketMiddleware;
+    // Deleted directly: cleanup never runs inside one of its callbacks (it
+    // is deferred from there), and a deferred delete would not run once the
+    // engine thread stops.
+    std::unique_ptr<HXGCDAsyncSocketMiddleware> socketMiddleware;
     std::unique_ptr<HXHTTPResponseReader> reader;
+
+    // Body progress not yet delivered to the main thread.
+    struct Progress
+    {
+        std::mutex mutex;
+        qint64 length = 0;
+        qint64 total = 0;
+        qint64 expected = 0;
+        bool posted = false;
+    };
+    std::shared_ptr<Progress> progress = std::make_shared<Progress>();
 
     ~HXGCDHTTPRequestTransfer() override { cleanup(); }
 
@@ -355,8 +365,29 @@ public:
     void responseReaderDidReceivePartialBody(qint64 length, qint64 totalBytesReceived,
                                              qint64 expectedContentLength) override
     {
-        postToFront([=](HXGCDHTTPRequest &front) {
-            front.notifyPartialBody(length, totalBytesReceived, expectedContentLength);
+        // Pieces that arrive while a report is still on its way to the main
+        // thread are added to it, so a fast body does not flood that thread.
+        {
+            std::lock_guard lock(progress->mutex);
+            progress->length += length;
+            progress->total = totalBytesReceived;
+            progress->expected = expectedContentLength;
+            if (progress->posted)
+                return;
+            progress->posted = true;
+        }
+        postToFront([progress = progress](HXGCDHTTPRequest &front) {
+            qint64 pieceLength = 0;
+            qint64 total = 0;
+            qint64 expected = 0;
+            {
+                std::lock_guard lock(progress->mutex);
+                pieceLength = std::exchange(progress->length, 0);
+                total = progress->total;
+                expected = progress->expected;
+                progress->posted = false;
+            }
+            front.notifyPartialBody(pieceLength, total, expected);
         });
     }
 

@@ -4,6 +4,8 @@
 #include <QMutex>
 #include <QThread>
 
+#include <openssl/crypto.h>
+
 namespace {
 
 struct EngineThread
@@ -36,6 +38,9 @@ void stopEngineThread()
         [context] {
             QCoreApplication::sendPostedEvents();
             delete context;
+            // TLS left per-thread state here (random generators); free it
+            // now rather than rely on the thread's exit.
+            OPENSSL_thread_stop();
             QThread::currentThread()->quit();
         },
         Qt::QueuedConnection);

@@ -242,15 +242,16 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
     const HXDynamicValuePtr onlyBodyValue = HXDynamicValueEngine::unarchiveAttributedString(body()).onlyDynamicValue();
     const std::optional<QString> contentType = valueForNameIgnoringCase(headerMap, QStringLiteral("Content-Type"));
     const bool automatic = !contentType && autoContentType;
-    auto setContentTypeAction = [this](const QString &value) {
-        return undoableAction(this, tr("Set Content-Type header"),
+    auto setContentTypeAction = [this](const QString &buttonName, const QString &value) {
+        return undoableAction(this, buttonName,
                               [this, value] { setHeaderName(QStringLiteral("Content-Type"), value); });
     };
     if (onlyBodyValue != nullptr && onlyBodyValue->isKindOfClass(QStringLiteral("HXBodyFormKeyValueDynamicValue"))) {
         if (!contentType.value_or(QString()).startsWith(u"application/x-www-form-urlencoded") && !automatic)
             warnings.append(HXWarning(tr("Set Content-Type header to 'application/x-www-form-urlencoded'"),
                                       {{tr("Set Content-Type header"),
-                                        setContentTypeAction(QStringLiteral("application/x-www-form-urlencoded"))}}));
+                                        setContentTypeAction(tr("Set Content-Type header"),
+                                                             QStringLiteral("application/x-www-form-urlencoded"))}}));
     } else if (onlyBodyValue != nullptr && onlyBodyValue->isKindOfClass(HXFileContentDynamicValue::staticClassName())) {
         if (!contentType && !autoContentType) {
             std::optional<QString> path;
@@ -260,7 +261,7 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
             });
             const QString type = path ? MIMETypeForFileName(*path) : QStringLiteral("application/octet-stream");
             warnings.append(HXWarning(tr("Sending a file without setting a Content-Type header"),
-                                      {{tr("Set %1").arg(type), setContentTypeAction(type)}}));
+                                      {{tr("Set %1").arg(type), setContentTypeAction(tr("Set %1").arg(type), type)}}));
         }
     } else if (onlyBodyValue != nullptr &&
                onlyBodyValue->isKindOfClass(QStringLiteral("HXBodyMultipartFormDataDynamicValue"))) {

@@ -9,6 +9,8 @@
 
 #include <QRegularExpression>
 
+#include <utility>
+
 struct HXResponse::Caches
 {
     std::optional<HXHTTPResponseHead> head;
@@ -20,8 +22,9 @@ HXResponse::HXResponse() = default;
 HXResponse::~HXResponse() = default;
 
 HXResponse::HXResponse(const HXResponse &other)
-    : m_headersData(other.m_headersData), m_bodyData(other.m_bodyData), m_requestUUID(other.m_requestUUID),
-      m_date(other.m_date), m_responseTime(other.m_responseTime), m_downloadTime(other.m_downloadTime)
+    : m_headersData(other.m_headersData), m_bodyData(other.m_bodyData), m_bodyLoader(other.m_bodyLoader),
+      m_requestUUID(other.m_requestUUID), m_date(other.m_date), m_responseTime(other.m_responseTime),
+      m_downloadTime(other.m_downloadTime)
 {}
 
 HXResponse &HXResponse::operator=(const HXResponse &other)
@@ -29,6 +32,7 @@ HXResponse &HXResponse::operator=(const HXResponse &other)
     if (this != &other) {
         m_headersData = other.m_headersData;
         m_bodyData = other.m_bodyData;
+        m_bodyLoader = other.m_bodyLoader;
         m_requestUUID = other.m_requestUUID;
         m_date = other.m_date;
         m_responseTime = other.m_responseTime;
@@ -41,6 +45,22 @@ HXResponse &HXResponse::operator=(const HXResponse &other)
 void HXResponse::clearCaches()
 {
     m_caches.reset();
+}
+
+QByteArray HXResponse::bodyData() const
+{
+    if (m_bodyLoader) {
+        // Taken out first: the loader runs once even if it fails.
+        const std::function<QByteArray()> loader = std::exchange(m_bodyLoader, nullptr);
+        m_bodyData = loader();
+    }
+    return m_bodyData;
+}
+
+void HXResponse::setBodyData(const QByteArray &data)
+{
+    m_bodyLoader = nullptr;
+    m_bodyData = data;
 }
 
 void HXResponse::setHeadersData(const QByteArray &data)
@@ -153,9 +173,10 @@ HXStringEncoding HXResponse::stringEncoding() const
 
 std::optional<QString> HXResponse::bodyStringUnsafe() const
 {
-    if (m_bodyData.isEmpty())
+    const QByteArray body = bodyData();
+    if (body.isEmpty())
         return std::nullopt;
-    return HXStringEncodings::decode(m_bodyData, stringEncoding());
+    return HXStringEncodings::decode(body, stringEncoding());
 }
 
 QString HXResponse::bodyString() const
@@ -163,7 +184,7 @@ QString HXResponse::bodyString() const
     const std::optional<QString> decoded = bodyStringUnsafe();
     if (decoded && !decoded->isEmpty())
         return *decoded;
-    return HXStringEncodings::decode(m_bodyData, HXStringEncoding::ASCII).value_or(QString());
+    return HXStringEncodings::decode(bodyData(), HXStringEncoding::ASCII).value_or(QString());
 }
 
 QString HXResponse::bodyStringAsJSON() const

@@ -8,6 +8,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -29,8 +30,13 @@ public:
 
     QByteArray headersData() const { return m_headersData; }
     void setHeadersData(const QByteArray &data);
-    QByteArray bodyData() const { return m_bodyData; }
-    void setBodyData(const QByteArray &data) { m_bodyData = data; }
+    // The body; a body the response store has not read yet is read now.
+    QByteArray bodyData() const;
+    void setBodyData(const QByteArray &data);
+    // Set by the response store for a body kept on disk: run once, on the
+    // first bodyData(). setBodyData() drops it.
+    void setBodyLoader(std::function<QByteArray()> loader) { m_bodyLoader = std::move(loader); }
+    bool hasPendingBodyLoader() const { return bool(m_bodyLoader); }
     QString requestUUID() const { return m_requestUUID; }
     void setRequestUUID(const QString &uuid) { m_requestUUID = uuid; }
     QDateTime date() const { return m_date; }
@@ -93,7 +99,8 @@ private:
     void clearCaches();
 
     QByteArray m_headersData;
-    QByteArray m_bodyData;
+    mutable QByteArray m_bodyData;
+    mutable std::function<QByteArray()> m_bodyLoader;
     QString m_requestUUID;
     QDateTime m_date;
     double m_responseTime = 0;

@@ -2,6 +2,9 @@
 
 #include <QRandomGenerator>
 
+#include <openssl/evp.h>
+#include <openssl/provider.h>
+
 #include <gtest/gtest.h>
 
 TEST(HXDataAdditions, HexStringIsUpperCaseTwoDigitsPerByte)
@@ -17,6 +20,35 @@ TEST(HXDataAdditions, DigestsOfOneMillionLetters)
     EXPECT_EQ(HXDataAdditions::SHA1HexString(million), QStringLiteral("34AA973CD4C4DAA4F61EEB2BDBAD27316534016F"));
     EXPECT_EQ(HXDataAdditions::SHA256HexString(million),
               QStringLiteral("CDC76E5C9914FB9281A1C7E284D73E67F1809A48A497200E046D39CCC7112CD0"));
+}
+
+TEST(HXDataAdditions, OwnMD4MatchesOpenSSLLegacyProviderAtEveryPaddingLength)
+{
+    // OpenSSL 3 keeps MD4 out of its default provider; its legacy provider,
+    // loaded into a private library context, serves as the reference here.
+    OSSL_LIB_CTX *library = OSSL_LIB_CTX_new();
+    ASSERT_TRUE(library);
+    OSSL_PROVIDER *legacy = OSSL_PROVIDER_load(library, "legacy");
+    EVP_MD *md4 = legacy ? EVP_MD_fetch(library, "MD4", nullptr) : nullptr;
+    if (md4) {
+        for (int length = 0; length < 200; ++length) {
+            QByteArray message(length, Qt::Uninitialized);
+            for (int i = 0; i < length; ++i)
+                message[i] = char(i * 7 + length);
+            unsigned char reference[EVP_MAX_MD_SIZE];
+            unsigned int referenceLength = 0;
+            ASSERT_EQ(EVP_Digest(message.constData(), size_t(length), reference, &referenceLength, md4, nullptr), 1);
+            EXPECT_EQ(HXDataAdditions::digest(message, HXDataAdditions::DigestMD4),
+                      QByteArray(reinterpret_cast<const char *>(reference), int(referenceLength)))
+                << length;
+        }
+        EVP_MD_free(md4);
+    }
+    if (legacy)
+        OSSL_PROVIDER_unload(legacy);
+    OSSL_LIB_CTX_free(library);
+    if (!md4)
+        GTEST_SKIP() << "OpenSSL's legacy provider is not installed";
 }
 
 TEST(HXDataAdditions, HMACWithEmptyKeyAndMessageAndUnknownCode)

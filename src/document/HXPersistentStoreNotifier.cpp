@@ -1,0 +1,7 @@
+#include "HXPersistentStoreNotifier.h"
+
+HXPersistentStoreNotifier *HXPersistentStoreNotifier::sharedNotifier()
+{
+    static HXPersistentStoreNotifier *notifier = new HXPersistentStoreNotifier;
+    return notifier;
+}

@@ -1,0 +1,403 @@
+#include "HXResponseManager.h"
+
+#include "HXDocumentLogging.h"
+#include "HXPersistentStoreNotifier.h"
+#include "HXRequest.h"
+#include "HXResponse.h"
+#include "HXSQLiteDatabase.h"
+#include "HXThreading.h"
+#include "HXUserDefaults.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QLocale>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace {
+
+std::unique_ptr<HXResponseManager> g_sharedManager;
+
+// Installed while no store is open, so that requests still reach the store:
+// the first question opens it.
+class HXResponseManagerOnDemand : public HXResponseProvider
+{
+public:
+    std::shared_ptr<HXResponse> lastResponseForRequest(const HXRequest *request) override
+    {
+        return HXResponseManager::sharedManager()->lastResponseForRequest(request);
+    }
+};
+HXResponseManagerOnDemand g_onDemand;
+
+const char selectColumns[] = "SELECT id, requestUUID, date, responseTime, downloadTime, headersData FROM HXResponse";
+
+bool sameBytes(const QByteArray &a, const QByteArray &b)
+{
+    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
+}
+
+void logFetchFailure(const HXError &error)
+{
+    qCWarning(lcKeaDocument).noquote()
+        << QStringLiteral("Couldn't execute response searching fetch request. Error: %1").arg(error.description);
+}
+
+} // namespace
+
+HXResponseManager::HXResponseManager() = default;
+
+HXResponseManager::~HXResponseManager()
+{
+    if (HXResponseProvider::sharedProvider() == this)
+        HXResponseProvider::setSharedProvider(&g_onDemand);
+}
+
+HXResponseManager *HXResponseManager::sharedManager()
+{
+    HX_ASSERT_MAIN_THREAD();
+    if (!g_sharedManager) {
+        g_sharedManager.reset(new HXResponseManager);
+        g_sharedManager->openStore();
+        HXResponseProvider::setSharedProvider(g_sharedManager.get());
+    }
+    return g_sharedManager.get();
+}
+
+void HXResponseManager::resetSharedManager()
+{
+    g_sharedManager.reset();
+}
+
+void HXResponseManager::resetMoveToTrash(bool moveToTrash)
+{
+    HXPersistentStoreNotifier *notifier = HXPersistentStoreNotifier::sharedNotifier();
+    Q_EMIT notifier->responsesManagedObjectContextWillChange();
+    const QString path = QDir(applicationSupportDirectory()).absoluteFilePath(responsesDatabaseName());
+    resetSharedManager();
+    if (moveToTrash)
+        _moveStoreToTrash(path, trashNameForDate(QDateTime::currentDateTime()));
+    else
+        _deleteStoreFiles(path);
+    Q_EMIT notifier->responsesManagedObjectContextDidChange();
+    Q_EMIT notifier->responseManagerDidResetAllResponses();
+}
+
+QString HXResponseManager::trashName() const
+{
+    return trashNameForDate(QDateTime::currentDateTime());
+}
+
+QString HXResponseManager::trashNameForDate(const QDateTime &date)
+{
+    // Short date and a time with seconds but no zone; "/" cannot be part of
+    // a file name here, so dates like 11/22/26 become 11-22-26.
+    const QLocale locale;
+    QString timeFormat = locale.timeFormat(QLocale::LongFormat);
+    static const QRegularExpression zone(QStringLiteral("\\s*t+"));
+    timeFormat.remove(zone);
+    QString stamp =
+        locale.toString(date.date(), QLocale::ShortFormat) + u' ' + locale.toString(date.time(), timeFormat.trimmed());
+    stamp.replace(u'/', u'-');
+    return QCoreApplication::translate("HXResponseManager", "Kea Responses %1.sqlite").arg(stamp);
+}
+
+HXResult<void> HXResponseManager::prepareSchema(HXSQLiteDatabase &database)
+{
+    return prepareVersionedSchema(
+        database, 1,
+        QStringLiteral("CREATE TABLE HXResponse (id INTEGER PRIMARY KEY, requestUUID TEXT NOT NULL, "
+                       "date INTEGER NOT NULL, responseTime REAL NOT NULL DEFAULT 0, "
+                       "downloadTime REAL NOT NULL DEFAULT 0, headersData BLOB, bodyData BLOB);"
+                       "CREATE INDEX HXResponseByRequest ON HXResponse (requestUUID, date);"
+                       "CREATE INDEX HXResponseByDate ON HXResponse (date);"),
+        {QStringLiteral(
+            "SELECT id, requestUUID, date, responseTime, downloadTime, headersData, bodyData FROM HXResponse")});
+}
+
+std::shared_ptr<HXResponse> HXResponseManager::insertNewResponse()
+{
+    HX_ASSERT_MAIN_THREAD();
+    auto response = std::make_shared<HXResponse>();
+    response->setDate(QDateTime::currentDateTime());
+    m_inserted.push_back(response);
+    return response;
+}
+
+void HXResponseManager::deleteResponse(const std::shared_ptr<HXResponse> &response)
+{
+    HX_ASSERT_MAIN_THREAD();
+    if (!response)
+        return;
+    const auto inserted = std::find(m_inserted.begin(), m_inserted.end(), response);
+    if (inserted != m_inserted.end()) {
+        m_inserted.erase(inserted);
+        return;
+    }
+    for (auto it = m_registry.begin(); it != m_registry.end(); ++it) {
+        if (it->second.response.lock() == response) {
+            m_deleted.insert(it->first);
+            m_registry.erase(it);
+            return;
+        }
+    }
+}
+
+HXResponseManager::Snapshot HXResponseManager::_snapshotOf(const HXResponse &response)
+{
+    Snapshot snapshot;
+    snapshot.headersData = response.headersData();
+    snapshot.requestUUID = response.requestUUID();
+    snapshot.date = response.date();
+    snapshot.responseTime = response.responseTime();
+    snapshot.downloadTime = response.downloadTime();
+    snapshot.body = std::make_shared<std::optional<QByteArray>>();
+    if (!response.hasPendingBodyLoader())
+        *snapshot.body = response.bodyData();
+    return snapshot;
+}
+
+bool HXResponseManager::_isChanged(const HXResponse &response, const Snapshot &saved) const
+{
+    if (!sameBytes(response.headersData(), saved.headersData) || response.requestUUID() != saved.requestUUID ||
+        response.date() != saved.date || response.responseTime() != saved.responseTime ||
+        response.downloadTime() != saved.downloadTime)
+        return true;
+    if (response.hasPendingBodyLoader())
+        return false;
+    // No known stored body while no loader is pending: the body was set.
+    return !saved.body->has_value() || !sameBytes(response.bodyData(), **saved.body);
+}
+
+void HXResponseManager::_pruneRegistry()
+{
+    std::erase_if(m_registry, [](const auto &item) { return item.second.response.expired(); });
+}
+
+bool HXResponseManager::hasPendingChanges() const
+{
+    if (!m_inserted.empty() || !m_deleted.isEmpty())
+        return true;
+    for (const auto &[row, entry] : m_registry) {
+        const std::shared_ptr<HXResponse> response = entry.response.lock();
+        if (response && _isChanged(*response, entry.saved))
+            return true;
+    }
+    return false;
+}
+
+HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database)
+{
+    m_written.clear();
+    if (!m_deleted.isEmpty()) {
+        auto remove = database.prepare(QStringLiteral("DELETE FROM HXResponse WHERE id = ?"));
+        if (!remove)
+            return remove.error();
+        for (qint64 row : std::as_const(m_deleted)) {
+            remove->bindInt64(1, row);
+            if (auto done = remove->run(); !done)
+                return done;
+            remove->reset();
+        }
+    }
+    auto bindRow = [](HXSQLiteStatement &statement, const HXResponse &response) {
+        statement.bindText(1, response.requestUUID().isNull() ? QStringLiteral("") : response.requestUUID());
+        statement.bindInt64(2, response.date().isValid() ? response.date().toMSecsSinceEpoch() : 0);
+        statement.bindDouble(3, response.responseTime());
+        statement.bindDouble(4, response.downloadTime());
+        statement.bindBlob(5, response.headersData());
+    };
+    if (!m_inserted.empty()) {
+        auto insert =
+            database.prepare(QStringLiteral("INSERT INTO HXResponse (requestUUID, date, responseTime, downloadTime, "
+                                            "headersData, bodyData) VALUES (?, ?, ?, ?, ?, ?)"));
+        if (!insert)
+            return insert.error();
+        for (const std::shared_ptr<HXResponse> &response : m_inserted) {
+            bindRow(*insert, *response);
+            insert->bindBlob(6, response->bodyData());
+            if (auto done = insert->run(); !done)
+                return done;
+            insert->reset();
+            m_written.emplace_back(response, database.lastInsertRowId());
+        }
+    }
+    auto update = database.prepare(QStringLiteral("UPDATE HXResponse SET requestUUID = ?, date = ?, responseTime = ?, "
+                                                  "downloadTime = ?, headersData = ? WHERE id = ?"));
+    auto updateBody = database.prepare(QStringLiteral("UPDATE HXResponse SET bodyData = ? WHERE id = ?"));
+    if (!update)
+        return update.error();
+    if (!updateBody)
+        return updateBody.error();
+    for (const auto &[row, entry] : m_registry) {
+        const std::shared_ptr<HXResponse> response = entry.response.lock();
+        if (!response || !_isChanged(*response, entry.saved))
+            continue;
+        bindRow(*update, *response);
+        update->bindInt64(6, row);
+        if (auto done = update->run(); !done)
+            return done;
+        update->reset();
+        if (!response->hasPendingBodyLoader() &&
+            (!entry.saved.body->has_value() || !sameBytes(response->bodyData(), **entry.saved.body))) {
+            updateBody->bindBlob(1, response->bodyData());
+            updateBody->bindInt64(2, row);
+            if (auto done = updateBody->run(); !done)
+                return done;
+            updateBody->reset();
+        }
+        m_written.emplace_back(response, row);
+    }
+    return {};
+}
+
+void HXResponseManager::didWritePendingChanges(bool committed)
+{
+    if (committed) {
+        m_deleted.clear();
+        m_inserted.clear();
+        for (const auto &[response, row] : m_written) {
+            Entry &entry = m_registry[row];
+            // A body that is still on disk keeps its loader and its slot.
+            const auto previousBody = entry.saved.body;
+            entry.response = response;
+            entry.saved = _snapshotOf(*response);
+            if (response->hasPendingBodyLoader() && previousBody)
+                entry.saved.body = previousBody;
+        }
+    }
+    m_written.clear();
+    _pruneRegistry();
+}
+
+std::shared_ptr<HXResponse> HXResponseManager::_responseForRow(const HXSQLiteStatement &row)
+{
+    const qint64 id = row.int64(0);
+    Entry &entry = m_registry[id];
+    if (std::shared_ptr<HXResponse> known = entry.response.lock())
+        return known;
+    auto response = std::make_shared<HXResponse>();
+    response->setRequestUUID(row.text(1));
+    response->setDate(QDateTime::fromMSecsSinceEpoch(row.int64(2)));
+    response->setResponseTime(row.real(3));
+    response->setDownloadTime(row.real(4));
+    response->setHeadersData(row.blob(5));
+    auto body = std::make_shared<std::optional<QByteArray>>();
+    std::weak_ptr<HXSQLiteDatabase> database = weakDatabase();
+    response->setBodyLoader([database, id, body]() -> QByteArray {
+        const std::shared_ptr<HXSQLiteDatabase> open = database.lock();
+        if (!open)
+            return QByteArray();
+        auto select = open->prepare(QStringLiteral("SELECT bodyData FROM HXResponse WHERE id = ?"));
+        if (!select) {
+            logFetchFailure(select.error());
+            return QByteArray();
+        }
+        select->bindInt64(1, id);
+        if (select->step() != HXSQLiteStatement::Row)
+            return QByteArray();
+        *body = select->blob(0);
+        return **body;
+    });
+    entry.response = response;
+    entry.saved = _snapshotOf(*response);
+    entry.saved.body = body;
+    return response;
+}
+
+QList<std::shared_ptr<HXResponse>> HXResponseManager::_fetch(const QString &requestUUID, int limit)
+{
+    HX_ASSERT_MAIN_THREAD();
+    QList<std::shared_ptr<HXResponse>> result;
+    // Responses not saved yet count too, as in any object context.
+    for (const std::shared_ptr<HXResponse> &response : m_inserted)
+        if (response->requestUUID() == requestUUID)
+            result.append(response);
+    if (HXSQLiteDatabase *database = this->database()) {
+        QString sql =
+            QString::fromLatin1(selectColumns) + QStringLiteral(" WHERE requestUUID = ? ORDER BY date DESC, id DESC");
+        if (limit > 0)
+            sql += QStringLiteral(" LIMIT %1").arg(limit);
+        auto select = database->prepare(sql);
+        if (!select) {
+            logFetchFailure(select.error());
+        } else {
+            select->bindText(1, requestUUID);
+            HXSQLiteStatement::Step step;
+            while ((step = select->step()) == HXSQLiteStatement::Row) {
+                if (!m_deleted.contains(select->int64(0)))
+                    result.append(_responseForRow(*select));
+            }
+            if (step == HXSQLiteStatement::Failed)
+                logFetchFailure(select->lastError());
+        }
+    }
+    // Newest first; the stable sort keeps the store's order (later rows
+    // first) among equal dates, and unsaved ones before saved ones.
+    std::stable_sort(result.begin(), result.end(), [](const auto &a, const auto &b) { return a->date() > b->date(); });
+    if (limit > 0 && result.size() > limit)
+        result.resize(limit);
+    return result;
+}
+
+std::shared_ptr<HXResponse> HXResponseManager::lastResponseForRequest(const HXRequest *request)
+{
+    return request != nullptr ? lastResponseForRequestUUID(request->uuid()) : nullptr;
+}
+
+std::shared_ptr<HXResponse> HXResponseManager::lastResponseForRequestUUID(const QString &requestUUID)
+{
+    if (requestUUID.isEmpty())
+        return nullptr;
+    const QList<std::shared_ptr<HXResponse>> found = _fetch(requestUUID, 1);
+    return found.isEmpty() ? nullptr : found.first();
+}
+
+QList<std::shared_ptr<HXResponse>> HXResponseManager::responsesForRequestUUID(const QString &requestUUID)
+{
+    return _fetch(requestUUID, 0);
+}
+
+qint64 HXResponseManager::countOfResponses()
+{
+    HXSQLiteDatabase *database = this->database();
+    if (database == nullptr)
+        return 0;
+    auto count = database->scalar(QStringLiteral("SELECT count(*) FROM HXResponse"));
+    if (!count) {
+        logFetchFailure(count.error());
+        return 0;
+    }
+    return count->toLongLong();
+}
+
+void HXResponseManager::purgeOldResponses()
+{
+    HX_ASSERT_MAIN_THREAD();
+    HXSQLiteDatabase *database = this->database();
+    if (database == nullptr)
+        return;
+    const qint64 keep = std::max<qint64>(
+        0, HXUserDefaults::standardUserDefaults().integerForKey(QStringLiteral("HXUserDefaultMaxResponsesInCache")));
+    auto select =
+        database->prepare(QStringLiteral("SELECT id FROM HXResponse ORDER BY date DESC, id DESC LIMIT -1 OFFSET ?"));
+    if (!select) {
+        logFetchFailure(select.error());
+        return;
+    }
+    select->bindInt64(1, keep);
+    QList<qint64> old;
+    while (select->step() == HXSQLiteStatement::Row)
+        old.append(select->int64(0));
+    select = HXSQLiteStatement();
+    if (old.isEmpty())
+        return;
+    for (qint64 row : std::as_const(old)) {
+        m_registry.erase(row);
+        m_deleted.insert(row);
+    }
+    // Written at once, like every other deletion: only the old rows are
+    // pending here besides what the caller changed.
+    saveUpdates();
+}

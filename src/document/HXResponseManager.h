@@ -1,0 +1,102 @@
+#pragma once
+
+#include "HXPersistentStoreManager.h"
+#include "HXResponseProvider.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QSet>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class HXRequest;
+class HXSQLiteStatement;
+class HXResponse;
+
+// The store of recorded responses, shared by every document:
+// "Responses.sqlite" in the application-support folder. Responses are tied to
+// their request by its uuid and ordered by date (newest first).
+//
+// Works like an object context: insertNewResponse() and changes to responses
+// read from the store are written by the next saveUpdates(); reading the same
+// row twice gives the same object while someone holds it. Bodies are read
+// from the file only when bodyData() is first asked for.
+class HXResponseManager : public HXPersistentStoreManager, public HXResponseProvider
+{
+    Q_OBJECT
+public:
+    ~HXResponseManager() override;
+
+    // The process-wide instance, opened (and installed as the response
+    // provider of requests) on first use.
+    static HXResponseManager *sharedManager();
+    static HXResponseManager *sharedResponsesManager() { return sharedManager(); }
+    // Drops the instance; unsaved changes are lost. The next use reopens.
+    static void resetSharedManager();
+    // Drops the instance and moves the file to the trash as
+    // "Kea Responses <date and time>.sqlite" (or deletes it), announcing the
+    // change through HXPersistentStoreNotifier. The next use starts empty.
+    static void resetMoveToTrash(bool moveToTrash);
+
+    static QString responsesDatabaseName() { return QStringLiteral("Responses.sqlite"); }
+    QString databaseName() const override { return responsesDatabaseName(); }
+    QString trashName() const override;
+    static QString trashNameForDate(const QDateTime &date);
+
+    // A new response, written by the next save.
+    std::shared_ptr<HXResponse> insertNewResponse();
+    // Forgets the response; its row is deleted by the next save.
+    void deleteResponse(const std::shared_ptr<HXResponse> &response);
+
+    std::shared_ptr<HXResponse> lastResponseForRequest(const HXRequest *request) override;
+    std::shared_ptr<HXResponse> lastResponseForRequestUUID(const QString &requestUUID);
+    // Every response of the request, newest first.
+    QList<std::shared_ptr<HXResponse>> responsesForRequestUUID(const QString &requestUUID);
+    // Saved responses of all requests.
+    qint64 countOfResponses();
+
+    // Keeps the newest "HXUserDefaultMaxResponsesInCache" saved responses
+    // of all documents together and deletes every older one at once.
+    void purgeOldResponses();
+
+protected:
+    HXResult<void> prepareSchema(HXSQLiteDatabase &database) override;
+    bool hasPendingChanges() const override;
+    HXResult<void> writePendingChanges(HXSQLiteDatabase &database) override;
+    void didWritePendingChanges(bool committed) override;
+
+private:
+    HXResponseManager();
+
+    // The stored values of a row as last read or written, to find changes.
+    struct Snapshot
+    {
+        QByteArray headersData;
+        QString requestUUID;
+        QDateTime date;
+        double responseTime = 0;
+        double downloadTime = 0;
+        // The body as stored, once known (written, or read by the loader).
+        std::shared_ptr<std::optional<QByteArray>> body;
+    };
+    struct Entry
+    {
+        std::weak_ptr<HXResponse> response;
+        Snapshot saved;
+    };
+
+    QList<std::shared_ptr<HXResponse>> _fetch(const QString &requestUUID, int limit);
+    std::shared_ptr<HXResponse> _responseForRow(const HXSQLiteStatement &row);
+    static Snapshot _snapshotOf(const HXResponse &response);
+    bool _isChanged(const HXResponse &response, const Snapshot &saved) const;
+    void _pruneRegistry();
+
+    std::map<qint64, Entry> m_registry;
+    std::vector<std::shared_ptr<HXResponse>> m_inserted;
+    QSet<qint64> m_deleted;
+    // Filled while writing, applied once the transaction committed.
+    std::vector<std::pair<std::shared_ptr<HXResponse>, qint64>> m_written;
+};

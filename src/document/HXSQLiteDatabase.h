@@ -1,0 +1,106 @@
+#pragma once
+
+#include "HXResult.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+// A prepared statement of an HXSQLiteDatabase. Values are bound by 1-based
+// index; step() runs it one row at a time. Finalised when destroyed.
+class HXSQLiteStatement
+{
+public:
+    HXSQLiteStatement() = default;
+    ~HXSQLiteStatement();
+    HXSQLiteStatement(HXSQLiteStatement &&other) noexcept;
+    HXSQLiteStatement &operator=(HXSQLiteStatement &&other) noexcept;
+    HXSQLiteStatement(const HXSQLiteStatement &) = delete;
+    HXSQLiteStatement &operator=(const HXSQLiteStatement &) = delete;
+
+    bool isValid() const { return m_statement != nullptr; }
+
+    // A null QVariant binds NULL; strings bind UTF-8 text; QByteArray binds a
+    // blob; integers, booleans and doubles bind numbers.
+    void bind(int index, const QVariant &value);
+    void bindText(int index, const QString &text);
+    void bindBlob(int index, const QByteArray &bytes);
+    void bindInt64(int index, qint64 value);
+    void bindDouble(int index, double value);
+    void bindNull(int index);
+
+    enum Step { Row, Done, Failed };
+    Step step();
+    // Runs the statement to its end; the error of the failing step, if any.
+    HXResult<void> run();
+    // Clears the bindings and rewinds, ready to run again.
+    void reset();
+
+    bool isNull(int column) const;
+    qint64 int64(int column) const;
+    double real(int column) const;
+    QString text(int column) const;
+    QByteArray blob(int column) const;
+
+    // The database's message for the last failure.
+    HXError lastError() const;
+
+private:
+    friend class HXSQLiteDatabase;
+    HXSQLiteStatement(sqlite3_stmt *statement, sqlite3 *database) : m_statement(statement), m_database(database) {}
+
+    sqlite3_stmt *m_statement = nullptr;
+    sqlite3 *m_database = nullptr;
+};
+
+// One open SQLite database file: opened in write-ahead-log mode with
+// synchronous=NORMAL, closed when destroyed. Main thread only.
+class HXSQLiteDatabase
+{
+public:
+    static constexpr const char *errorDomain = "kestrelworks.Kea.SQLiteErrorDomain";
+
+    // Opens (creating when missing) the database at `path`, turns on the
+    // write-ahead log and checks that the file really is a database (an
+    // unreadable file fails here, not at the first query).
+    static HXResult<std::unique_ptr<HXSQLiteDatabase>> open(const QString &path);
+
+    ~HXSQLiteDatabase();
+    HXSQLiteDatabase(const HXSQLiteDatabase &) = delete;
+    HXSQLiteDatabase &operator=(const HXSQLiteDatabase &) = delete;
+
+    QString path() const { return m_path; }
+
+    // Runs one or more statements without results.
+    HXResult<void> execute(const QString &sql);
+    HXResult<HXSQLiteStatement> prepare(const QString &sql);
+    // The first column of the first row of a query, or an invalid QVariant.
+    HXResult<QVariant> scalar(const QString &sql);
+
+    qint64 lastInsertRowId() const;
+    int changes() const;
+
+    // BEGIN IMMEDIATE / COMMIT / ROLLBACK.
+    HXResult<void> beginTransaction();
+    HXResult<void> commit();
+    void rollback();
+
+    // "ok" when PRAGMA integrity_check finds nothing wrong, else its report.
+    QString integrityCheck();
+
+    // The files SQLite keeps for a database: the file itself, its -wal and
+    // its -shm.
+    static QStringList databaseFiles(const QString &path);
+
+private:
+    explicit HXSQLiteDatabase(sqlite3 *database, QString path) : m_database(database), m_path(std::move(path)) {}
+    HXError errorWithCode(int code) const;
+
+    sqlite3 *m_database = nullptr;
+    QString m_path;
+};

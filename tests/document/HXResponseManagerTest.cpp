@@ -1,0 +1,238 @@
+#include "HXDocument.h"
+#include "HXManagedObjectContext.h"
+#include "HXPersistentStoreNotifier.h"
+#include "HXRequest.h"
+#include "HXResponse.h"
+#include "HXSQLiteDatabase.h"
+#include "HXStoreTestSupport.h"
+#include "HXTestSupport.h"
+#include "HXUserDefaults.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QSignalSpy>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QDateTime baseDate = QDateTime::fromMSecsSinceEpoch(1'700'000'000'000);
+
+// Every byte value, so that text conversions would show.
+QByteArray binaryBody(int length)
+{
+    QByteArray body(length, Qt::Uninitialized);
+    for (int i = 0; i < length; ++i)
+        body[i] = char((i * 7 + length) & 0xff);
+    return body;
+}
+
+std::shared_ptr<HXResponse> addResponse(const QString &requestUUID, int second, const QByteArray &body = {})
+{
+    std::shared_ptr<HXResponse> response = HXResponseManager::sharedManager()->insertNewResponse();
+    response->setRequestUUID(requestUUID);
+    response->setDate(baseDate.addSecs(second));
+    response->setHeadersData("HTTP/1.1 200 OK\r\nX-Second: " + QByteArray::number(second) + "\r\n\r\n");
+    response->setResponseTime(0.25);
+    response->setDownloadTime(1.5);
+    response->setBodyData(body);
+    return response;
+}
+
+class ResponseManagerTest : public HXStoreTest
+{};
+
+TEST_F(ResponseManagerTest, ResponsesComeBackAfterReopeningWithTheirBodyReadOnDemand)
+{
+    const QByteArray body = binaryBody(70000);
+    addResponse(QStringLiteral("A"), 1, "older");
+    addResponse(QStringLiteral("A"), 5, body);
+    addResponse(QStringLiteral("B"), 9, "other request");
+    HXResponseManager::sharedManager()->saveUpdates();
+    EXPECT_TRUE(QFileInfo::exists(storePath(QStringLiteral("Responses.sqlite"))));
+    HXResponseManager::resetSharedManager();
+
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    EXPECT_FALSE(manager->isNew());
+    std::shared_ptr<HXResponse> last = manager->lastResponseForRequestUUID(QStringLiteral("A"));
+    ASSERT_TRUE(last);
+    EXPECT_EQ(last->date(), baseDate.addSecs(5));
+    EXPECT_EQ(last->headerValueForName(QStringLiteral("X-Second")), QStringLiteral("5"));
+    EXPECT_EQ(last->statusCode(), 200);
+    EXPECT_DOUBLE_EQ(last->responseTime(), 0.25);
+    EXPECT_DOUBLE_EQ(last->downloadTime(), 1.5);
+    EXPECT_TRUE(last->hasPendingBodyLoader());
+    EXPECT_EQ(last->bodyData(), body);
+    EXPECT_FALSE(last->hasPendingBodyLoader());
+
+    // One object per row while someone holds it.
+    EXPECT_EQ(manager->lastResponseForRequestUUID(QStringLiteral("A")), last);
+    const auto all = manager->responsesForRequestUUID(QStringLiteral("A"));
+    ASSERT_EQ(all.size(), 2);
+    EXPECT_EQ(all.at(0), last);
+    EXPECT_EQ(all.at(1)->bodyData(), QByteArray("older"));
+    EXPECT_EQ(manager->lastResponseForRequestUUID(QStringLiteral("missing")), nullptr);
+    EXPECT_EQ(manager->countOfResponses(), 3);
+}
+
+TEST_F(ResponseManagerTest, ChangesAfterHeadersArriveAreWrittenByTheNextSave)
+{
+    // What the request handler does: a response without body at header time,
+    // completed when the body has arrived.
+    std::shared_ptr<HXResponse> response = addResponse(QStringLiteral("A"), 1);
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    manager->saveUpdates();
+    response->setBodyData("{\"done\": true}");
+    response->setDownloadTime(2.0);
+    manager->saveUpdates();
+
+    // A read response whose body was never loaded keeps its stored body when
+    // its other fields change.
+    HXResponseManager::resetSharedManager();
+    std::shared_ptr<HXResponse> read = HXResponseManager::sharedManager()->lastResponseForRequestUUID(u"A"_s);
+    ASSERT_TRUE(read);
+    EXPECT_DOUBLE_EQ(read->downloadTime(), 2.0);
+    read->setResponseTime(0.5);
+    HXResponseManager::sharedManager()->saveUpdates();
+    read.reset();
+    HXResponseManager::resetSharedManager();
+    read = HXResponseManager::sharedManager()->lastResponseForRequestUUID(u"A"_s);
+    EXPECT_DOUBLE_EQ(read->responseTime(), 0.5);
+    EXPECT_EQ(read->bodyData(), QByteArray("{\"done\": true}"));
+}
+
+TEST_F(ResponseManagerTest, UnsavedResponsesCountAndDeletedOnesGo)
+{
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    addResponse(u"A"_s, 1, "saved");
+    manager->saveUpdates();
+    std::shared_ptr<HXResponse> unsaved = addResponse(u"A"_s, 2, "unsaved");
+    EXPECT_EQ(manager->lastResponseForRequestUUID(u"A"_s), unsaved);
+    manager->deleteResponse(unsaved);
+    std::shared_ptr<HXResponse> saved = manager->lastResponseForRequestUUID(u"A"_s);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->bodyData(), QByteArray("saved"));
+    manager->deleteResponse(saved);
+    EXPECT_EQ(manager->lastResponseForRequestUUID(u"A"_s), nullptr);
+    manager->saveUpdates();
+    EXPECT_EQ(manager->countOfResponses(), 0);
+}
+
+TEST_F(ResponseManagerTest, PurgeKeepsTheNewestOfAllRequestsTogether)
+{
+    HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
+    defaults.setInteger(5, QStringLiteral("HXUserDefaultMaxResponsesInCache"));
+    // Three requests of two documents, dates interleaved and inserted out of order.
+    const QStringList requests = {u"doc1-A"_s, u"doc1-B"_s, u"doc2-C"_s};
+    const QList<int> seconds = {7, 1, 12, 3, 10, 5, 8, 2, 11, 4, 9, 6};
+    for (int second : seconds)
+        addResponse(requests.at(second % 3), second, QByteArray::number(second));
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    manager->saveUpdates();
+    manager->purgeOldResponses();
+    defaults.removeObjectForKey(QStringLiteral("HXUserDefaultMaxResponsesInCache"));
+
+    EXPECT_EQ(manager->countOfResponses(), 5);
+    HXResponseManager::resetSharedManager();
+    QList<int> kept;
+    for (const QString &request : requests)
+        for (const auto &response : HXResponseManager::sharedManager()->responsesForRequestUUID(request))
+            kept.append(response->bodyData().toInt());
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(kept, (QList<int>{8, 9, 10, 11, 12}));
+}
+
+TEST_F(ResponseManagerTest, AnUnreadableStoreIsTrashedWithItsCompanionsAndRecreated)
+{
+    const QString path = storePath(QStringLiteral("Responses.sqlite"));
+    ASSERT_TRUE(HXTest::writeFile(path, QByteArray(4096, 'x')));
+    ASSERT_TRUE(HXTest::writeFile(path + u"-wal"_s, "junk"));
+    ASSERT_TRUE(HXTest::writeFile(path + u"-shm"_s, "junk"));
+
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    EXPECT_TRUE(logged(QStringLiteral("Reset HXResponseManager persistent store")));
+    EXPECT_TRUE(manager->isNew());
+    ASSERT_NE(manager->database(), nullptr);
+    const QStringList trashed = trashedFiles();
+    ASSERT_EQ(trashed.size(), 3) << trashed.join(u' ').toStdString();
+    EXPECT_TRUE(trashed.at(0).startsWith(u"Kea Responses "));
+    EXPECT_TRUE(trashed.at(0).endsWith(u".sqlite"));
+    EXPECT_EQ(trashed.at(1), trashed.at(0) + u"-shm"_s);
+    EXPECT_EQ(trashed.at(2), trashed.at(0) + u"-wal"_s);
+
+    addResponse(u"A"_s, 1, "after recovery");
+    manager->saveUpdates();
+    HXResponseManager::resetSharedManager();
+    EXPECT_EQ(HXResponseManager::sharedManager()->lastResponseForRequestUUID(u"A"_s)->bodyData(),
+              QByteArray("after recovery"));
+}
+
+TEST_F(ResponseManagerTest, AStoreOfAnotherVersionOrShapeIsRecreated)
+{
+    const QString path = storePath(QStringLiteral("Responses.sqlite"));
+    {
+        auto database = HXSQLiteDatabase::open(path);
+        ASSERT_TRUE(database);
+        ASSERT_TRUE(
+            (*database)->execute(QStringLiteral("PRAGMA user_version=1; CREATE TABLE HXResponse (id INTEGER)")));
+    }
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    EXPECT_TRUE(logged(QStringLiteral("Reset HXResponseManager persistent store")));
+    EXPECT_EQ(manager->countOfResponses(), 0);
+    addResponse(u"A"_s, 1, "x");
+    manager->saveUpdates();
+    EXPECT_EQ(manager->countOfResponses(), 1);
+}
+
+TEST_F(ResponseManagerTest, ResetMovesTheStoreToTheTrashUnderADatedNameAndStartsEmpty)
+{
+    addResponse(u"A"_s, 1, "kept in the trash");
+    HXResponseManager::sharedManager()->saveUpdates();
+    QSignalSpy willChange(HXPersistentStoreNotifier::sharedNotifier(),
+                          &HXPersistentStoreNotifier::responsesManagedObjectContextWillChange);
+    QSignalSpy didReset(HXPersistentStoreNotifier::sharedNotifier(),
+                        &HXPersistentStoreNotifier::responseManagerDidResetAllResponses);
+
+    HXResponseManager::resetMoveToTrash(true);
+    EXPECT_EQ(willChange.count(), 1);
+    EXPECT_EQ(didReset.count(), 1);
+    const QStringList trashed = trashedFiles();
+    ASSERT_FALSE(trashed.isEmpty());
+    EXPECT_TRUE(trashed.first().startsWith(u"Kea Responses ")) << trashed.first().toStdString();
+    EXPECT_FALSE(trashed.first().contains(u'/'));
+    // The freedesktop record follows the rename, so the file can be restored.
+    EXPECT_TRUE(
+        QFileInfo::exists(QDir(trashFolder()).absoluteFilePath(u"info/"_s + trashed.first() + u".trashinfo"_s)));
+    auto database = HXSQLiteDatabase::open(QDir(trashFolder()).absoluteFilePath(u"files/"_s + trashed.first()));
+    ASSERT_TRUE(database);
+    EXPECT_EQ((*database)->scalar(u"SELECT bodyData FROM HXResponse"_s)->toByteArray(),
+              QByteArray("kept in the trash"));
+
+    EXPECT_EQ(HXResponseManager::sharedManager()->countOfResponses(), 0);
+    EXPECT_TRUE(QFileInfo::exists(storePath(QStringLiteral("Responses.sqlite"))));
+    // A second reset in the same second does not overwrite the first.
+    addResponse(u"A"_s, 2, "second");
+    HXResponseManager::sharedManager()->saveUpdates();
+    HXResponseManager::resetMoveToTrash(true);
+    int mainFiles = 0;
+    for (const QString &name : trashedFiles())
+        mainFiles += name.endsWith(u".sqlite") ? 1 : 0;
+    EXPECT_EQ(mainFiles, 2);
+}
+
+TEST_F(ResponseManagerTest, RequestsFindTheirLastResponseThroughTheStore)
+{
+    HXDocument document;
+    auto *request = document.managedObjectContext()->insertNewObject<HXRequest>(QStringLiteral("HXRequest"));
+    ASSERT_FALSE(request->uuid().isEmpty());
+    addResponse(request->uuid(), 3, "latest");
+    addResponse(request->uuid(), 2, "earlier");
+    HXResponseManager::sharedManager()->saveUpdates();
+    HXResponseManager::resetSharedManager();
+    // Reopened on demand by the question itself.
+    std::shared_ptr<HXResponse> last = request->lastResponse();
+    ASSERT_TRUE(last);
+    EXPECT_EQ(last->bodyData(), QByteArray("latest"));
+}
+
+} // namespace
