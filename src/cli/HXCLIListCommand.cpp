@@ -42,7 +42,7 @@ int runList(const QStringList &arguments)
 }
 
 const bool registered = HXCLICommandRegistry::add(
-    {QStringLiteral("list"), QStringLiteral("list [--long] FILE"),
+    {QStringLiteral("list"), QStringLiteral("list FILE | list --long FILE"),
      QStringLiteral("print the request tree: folders and requests in order, indented; --long adds each "
                     "request's method, URL and uuid"),
      runList});

@@ -4,7 +4,7 @@
 
 #include <limits>
 
-std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed)
+std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsizetype maximumSize)
 {
     if (compressed.isEmpty())
         return std::nullopt;
@@ -17,14 +17,19 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed)
     QByteArray output;
     qsizetype produced = 0;
     const qsizetype initial = qMax<qsizetype>(64 * 1024, qMin<qsizetype>(compressed.size() * 4, qsizetype(1) << 30));
-    output.resize(initial);
+    output.resize(qMin(initial, maximumSize + 1));
 
     const auto *input = reinterpret_cast<const Bytef *>(compressed.data());
     qsizetype consumed = 0;
     int result = Z_OK;
     while (true) {
-        if (produced == output.size())
-            output.resize(output.size() + qMax<qsizetype>(output.size() / 2, 64 * 1024));
+        if (produced == output.size()) {
+            if (produced > maximumSize) {
+                result = Z_MEM_ERROR;
+                break;
+            }
+            output.resize(qMin(output.size() + qMax<qsizetype>(output.size() / 2, 64 * 1024), maximumSize + 1));
+        }
         const qsizetype inputLeft = compressed.size() - consumed;
         const qsizetype outputLeft = output.size() - produced;
         stream.next_in = const_cast<Bytef *>(input + consumed);
@@ -58,7 +63,7 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed)
             break;
     }
     inflateEnd(&stream);
-    if (result != Z_STREAM_END)
+    if (result != Z_STREAM_END || produced > maximumSize)
         return std::nullopt;
     output.truncate(produced);
     return output;

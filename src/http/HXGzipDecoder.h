@@ -9,7 +9,10 @@
 class HXGzipDecoder
 {
 public:
-    // The inflated bytes, or nothing when the data is not valid gzip or ends
-    // before the stream does.
-    static std::optional<QByteArray> inflate(QByteArrayView compressed);
+    // Inflated bodies larger than this are refused (a decompression bomb).
+    static constexpr qsizetype defaultMaximumSize = qsizetype(2) * 1024 * 1024 * 1024;
+
+    // The inflated bytes, or nothing when the data is not valid gzip, ends
+    // before the stream does, or would inflate beyond `maximumSize`.
+    static std::optional<QByteArray> inflate(QByteArrayView compressed, qsizetype maximumSize = defaultMaximumSize);
 };

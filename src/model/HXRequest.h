@@ -152,9 +152,6 @@ public:
     static QString stringByConvertingInternationalDomainNames(const QString &string,
                                                               bool convertInternationalDomainNames, bool encodePercent,
                                                               HXStringEncoding encoding = HXStringEncoding::UTF8);
-    // The MIME type registered for a file's extension, or
-    // "application/octet-stream".
-    static QString MIMETypeForFileName(const QString &fileName);
 
 protected:
     void awakeFromInsert() override;

@@ -17,7 +17,6 @@
 #include "HXUserDefaults.h"
 
 #include <QFileInfo>
-#include <QMimeDatabase>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -224,15 +223,6 @@ QString HXRequest::stringByConvertingInternationalDomainNames(const QString &str
     return out;
 }
 
-QString HXRequest::MIMETypeForFileName(const QString &fileName)
-{
-    static const QMimeDatabase database;
-    const QMimeType type = database.mimeTypeForFile(fileName, QMimeDatabase::MatchExtension);
-    if (!type.isValid() || type.isDefault())
-        return QStringLiteral("application/octet-stream");
-    return type.name();
-}
-
 // ---- headers -----------------------------------------------------------------
 
 HXRequestHeaderList HXRequest::evaluatedHeadersArrayRevealedEncoding(HXStringEncoding *encoding)
@@ -367,7 +357,8 @@ void HXRequest::performAutomaticRequestModificationsWithURL(std::optional<QUrl> 
         HXRequestAssemblyState::runInRequestContext(this, nullptr, [&] {
             path = file->resolvedFilePath(HXFileContentDynamicValue::currentDocumentFolder(), false);
         });
-        contentType = path ? MIMETypeForFileName(*path) : QStringLiteral("application/octet-stream");
+        contentType = path ? HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(*path)
+                           : QStringLiteral("application/octet-stream");
     } else {
         return;
     }

@@ -2,6 +2,7 @@
 
 #include "HXRequest.h"
 
+#include "HXBodyMultipartFormDataDynamicValue.h"
 #include "HXDocument.h"
 #include "HXDynamicValueEngine.h"
 #include "HXFileContentDynamicValue.h"
@@ -259,7 +260,8 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
                 path = static_cast<HXFileContentDynamicValue *>(onlyBodyValue.get())
                            ->resolvedFilePath(HXFileContentDynamicValue::currentDocumentFolder(), false);
             });
-            const QString type = path ? MIMETypeForFileName(*path) : QStringLiteral("application/octet-stream");
+            const QString type = path ? HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(*path)
+                                      : QStringLiteral("application/octet-stream");
             warnings.append(HXWarning(tr("Sending a file without setting a Content-Type header"),
                                       {{tr("Set %1").arg(type), setContentTypeAction(tr("Set %1").arg(type), type)}}));
         }

@@ -188,6 +188,14 @@ TEST_F(HXGCDHTTPRequestProxyTest, UnreadablePACFileFailsWithItsCause)
     pacServer.setDefaultScript(HXTestHTTPScript::respond("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nnot a js("));
     Result broken = fetch(QUrl(QStringLiteral("http://127.0.0.1:9/")));
     EXPECT_TRUE(broken.delegate->error.sameKindAs(HXHTTPRequestPACFileError()));
+
+    // An empty answer decides nothing: only the time limit ends the request.
+    const QByteArray silent = "function FindProxyForURL(url, host) { return ''; }";
+    pacServer.setDefaultScript(HXTestHTTPScript::respond(
+        "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(silent.size()) + "\r\n\r\n" + silent));
+    Result undecided = fetch(QUrl(QStringLiteral("http://127.0.0.1:9/")), 0.5);
+    EXPECT_EQ(undecided.delegate->foldedEvents(), "failed");
+    EXPECT_TRUE(undecided.delegate->error.sameKindAs(HXHTTPRequestTimedOutError()));
 }
 
 } // namespace

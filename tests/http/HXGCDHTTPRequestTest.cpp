@@ -336,4 +336,19 @@ TEST_F(HXGCDHTTPRequestTest, ConnectionFailuresAndUnsupportedURLs)
     EXPECT_TRUE(closed->delegate.error.isNull());
 }
 
+TEST_F(HXGCDHTTPRequestTest, UnknownHostIsReportedWithItsCause)
+{
+    // ".invalid" never resolves; a resolver that cannot be reached at all
+    // shows up as a time-out instead, and then there is nothing to check.
+    auto exchange = send(QUrl(QStringLiteral("http://kea-test.invalid/")), QStringLiteral("GET"), {}, {}, 5);
+    ASSERT_TRUE(exchange->delegate.waitUntilEnded(8000));
+    if (exchange->delegate.error.sameKindAs(HXHTTPRequestTimedOutError()))
+        GTEST_SKIP() << "the name resolver did not answer";
+    EXPECT_EQ(exchange->delegate.foldedEvents(), "failed");
+    EXPECT_EQ(exchange->delegate.error.description.toStdString(), "Kea can't find the server");
+    EXPECT_EQ(exchange->delegate.error.code, 0);
+    ASSERT_TRUE(exchange->delegate.error.underlying);
+    EXPECT_EQ(exchange->delegate.error.underlying->code, QAbstractSocket::HostNotFoundError);
+}
+
 } // namespace

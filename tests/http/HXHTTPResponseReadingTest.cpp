@@ -323,6 +323,9 @@ TEST(HXGzipDecoderTest, MembersTruncationAndGarbage)
     EXPECT_EQ(HXGzipDecoder::inflate(whole.left(whole.size() - 10)), std::nullopt);
     EXPECT_EQ(HXGzipDecoder::inflate("plain text"), std::nullopt);
     EXPECT_EQ(HXGzipDecoder::inflate(QByteArray()), std::nullopt);
+    // A bomb is refused at the limit, and a body of exactly the limit passes.
+    EXPECT_EQ(HXGzipDecoder::inflate(gzip(QByteArray(1000000, 'z')), 999999), std::nullopt);
+    EXPECT_EQ(HXGzipDecoder::inflate(gzip(QByteArray(1000000, 'z')), 1000000), QByteArray(1000000, 'z'));
 }
 
 } // namespace
