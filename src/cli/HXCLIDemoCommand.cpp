@@ -46,7 +46,8 @@ public:
         auto *request = m_context->insertNewObject<HXRequest>(QStringLiteral("HXRequest"));
         request->setName(name);
         request->setMethod(method);
-        request->setUrl(QStringLiteral("http://%1:%2%3").arg(QLatin1String(HXEchoServiceAddress::host)).arg(m_port).arg(path));
+        request->setUrl(
+            QStringLiteral("http://%1:%2%3").arg(QLatin1String(HXEchoServiceAddress::host)).arg(m_port).arg(path));
         request->setParent(parent);
         request->setOrder(order);
         return request;
@@ -115,7 +116,8 @@ int runDemo(const QStringList &arguments)
     HXKeyValue::addKeyValueName(QStringLiteral("Accept"), QStringLiteral("application/json"),
                                 QStringLiteral("groupForHeaders"), accounts);
 
-    HXRequest *login = build.request(accounts, 0, QStringLiteral("Log in"), QStringLiteral("POST"), QStringLiteral("/login"));
+    HXRequest *login =
+        build.request(accounts, 0, QStringLiteral("Log in"), QStringLiteral("POST"), QStringLiteral("/login"));
     build.header(login, QStringLiteral("Content-Type"), QStringLiteral("application/json"));
     auto userToken = HXDynamicValue::make<HXEnvironmentVariableDynamicValue>();
     userToken->setEnvironmentVariable(user);
@@ -125,7 +127,8 @@ int runDemo(const QStringList &arguments)
     login->setBody(archived(loginBody));
 
     // The profile request sends the token the last login returned.
-    HXRequest *profile = build.request(accounts, 1, QStringLiteral("Profile"), QStringLiteral("GET"), QStringLiteral("/bearer"));
+    HXRequest *profile =
+        build.request(accounts, 1, QStringLiteral("Profile"), QStringLiteral("GET"), QStringLiteral("/bearer"));
     auto token = HXDynamicValue::make<HXResponseBodyPathDynamicValue>();
     token->setRequest(login);
     token->setKeyPath(QStringLiteral("token"));
@@ -134,13 +137,15 @@ int runDemo(const QStringList &arguments)
     build.header(profile, QStringLiteral("Authorization"), archived(bearer));
 
     HXRequestGroup *forms = build.folder(QStringLiteral("Forms"), nullptr, 1);
-    HXRequest *form = build.request(forms, 0, QStringLiteral("Post a form"), QStringLiteral("POST"), QStringLiteral("/post"));
+    HXRequest *form =
+        build.request(forms, 0, QStringLiteral("Post a form"), QStringLiteral("POST"), QStringLiteral("/post"));
     auto formBody = HXDynamicValue::make<HXBodyFormKeyValueDynamicValue>();
     formBody->setKeyValues({{QStringLiteral("name"), QStringLiteral("Kea"), true},
                             {QStringLiteral("language"), QStringLiteral("C++ & Qt"), true}});
     form->setBody(formBody->archivedString());
 
-    HXRequest *upload = build.request(forms, 1, QStringLiteral("Upload a file"), QStringLiteral("POST"), QStringLiteral("/upload"));
+    HXRequest *upload =
+        build.request(forms, 1, QStringLiteral("Upload a file"), QStringLiteral("POST"), QStringLiteral("/upload"));
     auto file = HXDynamicValue::make<HXFileContentDynamicValue>();
     file->setFilePath(avatarPath, folderPath);
     auto multipart = HXDynamicValue::make<HXBodyMultipartFormDataDynamicValue>();
@@ -159,8 +164,8 @@ int runDemo(const QStringList &arguments)
     return HXCLIExitSuccess;
 }
 
-const bool registered = HXCLICommandRegistry::add({QStringLiteral("demo"), QStringLiteral("demo FILE [--port N]"),
-                                                   QStringLiteral("create a small demo document for Kea's echo service"),
-                                                   runDemo});
+const bool registered =
+    HXCLICommandRegistry::add({QStringLiteral("demo"), QStringLiteral("demo FILE [--port N]"),
+                               QStringLiteral("create a small demo document for Kea's echo service"), runDemo});
 
 } // namespace

@@ -31,23 +31,16 @@ public:
     void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
     {
         HXCLI::writeErr(QStringLiteral("kea-cli: %1\n%2\n").arg(alert.message, alert.informativeText));
-        const bool trustQuestion = alert.buttons.size() == 2 && alert.buttons.at(1) == u"Cancel" &&
-                                   alert.buttons.at(0) == u"Continue";
+        const bool trustQuestion =
+            alert.buttons.size() == 2 && alert.buttons.at(1) == u"Cancel" && alert.buttons.at(0) == u"Continue";
         if (completion)
             completion(trustQuestion ? 1 : 0);
     }
-    void presentError(const HXError &error) override { HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error.description)); }
-};
-
-void collectRequests(const QList<HXRequestTreeItem *> &items, QList<HXRequest *> &requests)
-{
-    for (HXRequestTreeItem *item : items) {
-        if (auto *folder = dynamic_cast<HXRequestGroup *>(item))
-            collectRequests(HXDocument::sortedItems(folder->children()), requests);
-        else if (auto *request = dynamic_cast<HXRequest *>(item))
-            requests.append(request);
+    void presentError(const HXError &error) override
+    {
+        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error.description));
     }
-}
+};
 
 QByteArray printableBody(const HXResponse &response)
 {
@@ -89,7 +82,8 @@ int runSend(const QStringList &arguments)
         else if (argument == u"--env" && i + 1 < arguments.size())
             environmentName = arguments.at(++i);
         else if (argument.startsWith(u'-') && argument != u"-")
-            return HXCLI::usageError(QStringLiteral("send: unknown option %1\n%2").arg(argument, QLatin1String(sendUsage)));
+            return HXCLI::usageError(
+                QStringLiteral("send: unknown option %1\n%2").arg(argument, QLatin1String(sendUsage)));
         else if (file.isEmpty())
             file = argument;
         else
@@ -112,7 +106,7 @@ int runSend(const QStringList &arguments)
 
     QList<HXRequest *> requests;
     if (all) {
-        collectRequests(document->topLevelItems(), requests);
+        requests = HXCLI::allRequests(*document);
     } else {
         for (const QString &reference : std::as_const(references)) {
             QString error;
@@ -126,30 +120,31 @@ int runSend(const QStringList &arguments)
         return HXCLIExitSuccess;
 
     if (insecure)
-        HXUserDefaults::standardUserDefaults().setVolatileObject(false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
+        HXUserDefaults::standardUserDefaults().setVolatileObject(
+            false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
     HXCLIPresenter presenter;
     HXPresenter::setSharedPresenter(&presenter);
     HXResponseManager::sharedManager();
 
     HXRequestHandler *handler = document->requestHandler();
     int failures = 0;
-    QObject::connect(handler, &HXRequestHandler::requestStatusChanged, handler,
-                     [&](HXRequest *request, int status, int) {
-                         if (status != HXRequestHandler::StatusSending)
-                             return;
-                         const HXHTTPRequest *sent = handler->HTTPRequestForRequest(request);
-                         if (sent == nullptr || detail == Detail::Quiet)
-                             return;
-                         QString line = QStringLiteral("== %1  %2 %3\n").arg(request->name(), sent->method(),
-                                                                             sent->URL().toString(QUrl::FullyEncoded));
-                         if (detail == Detail::Verbose) {
-                             for (const auto &field : sent->requestHeaders())
-                                 line += QStringLiteral("> %1: %2\n").arg(field.name, field.value);
-                             if (!sent->requestBodyData().isEmpty())
-                                 line += QStringLiteral("> (%1 body bytes)\n").arg(sent->requestBodyData().size());
-                         }
-                         HXCLI::writeOut(line);
-                     });
+    QObject::connect(
+        handler, &HXRequestHandler::requestStatusChanged, handler, [&](HXRequest *request, int status, int) {
+            if (status != HXRequestHandler::StatusSending)
+                return;
+            const HXHTTPRequest *sent = handler->HTTPRequestForRequest(request);
+            if (sent == nullptr || detail == Detail::Quiet)
+                return;
+            QString line = QStringLiteral("== %1  %2 %3\n")
+                               .arg(request->name(), sent->method(), sent->URL().toString(QUrl::FullyEncoded));
+            if (detail == Detail::Verbose) {
+                for (const auto &field : sent->requestHeaders())
+                    line += QStringLiteral("> %1: %2\n").arg(field.name, field.value);
+                if (!sent->requestBodyData().isEmpty())
+                    line += QStringLiteral("> (%1 body bytes)\n").arg(sent->requestBodyData().size());
+            }
+            HXCLI::writeOut(line);
+        });
     QObject::connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, handler,
                      [&](HXRequest *request, const std::shared_ptr<HXResponse> &response) {
                          Q_UNUSED(request);

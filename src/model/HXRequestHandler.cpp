@@ -69,9 +69,8 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
         _handleNextRequestIfNeeded();
         return;
     }
-    HXRequestAssembly assembly = request->evaluateWithDocument(m_document.data(), [request](const HXRequestAssembly &) {
-        Q_UNUSED(request);
-    });
+    HXRequestAssembly assembly =
+        request->evaluateWithDocument(m_document.data(), [request](const HXRequestAssembly &) { Q_UNUSED(request); });
     request->performAutomaticRequestModificationsWithURL(assembly);
     QString method = request->method();
     QString urlText = assembly.URL ? assembly.URL->toString(QUrl::FullyEncoded) : QString();
@@ -109,7 +108,8 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
         return;
     }
 
-    const QString library = HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultHTTPLibrary"));
+    const QString library =
+        HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultHTTPLibrary"));
     std::unique_ptr<HXHTTPRequest> created = HXHTTPRequest::HTTPLibrary(library).createRequest(*assembly.URL);
     HXHTTPRequest *engineRequest = created.release();
     engineRequest->setParent(this);
@@ -343,9 +343,9 @@ void HXRequestHandler::_reportFailure(HXRequest *request, const HXError &error, 
                                       const QString &url)
 {
     const QString hint = timeoutHint(error, request->timeoutInterval());
-    const QString informative = QStringLiteral("%1%2\n\n%3 %4")
-                                    .arg(error.description, hint.isEmpty() ? QString() : QStringLiteral("\n\n") + hint,
-                                         method, url);
+    const QString informative =
+        QStringLiteral("%1%2\n\n%3 %4")
+            .arg(error.description, hint.isEmpty() ? QString() : QStringLiteral("\n\n") + hint, method, url);
     HXPresenter::Alert alert;
     alert.message = tr("Kea can't get a response");
     alert.informativeText = informative;
@@ -382,10 +382,9 @@ void HXRequestHandler::HTTPRequestDidFailWithError(HXHTTPRequest *engineRequest,
     _handleNextRequestIfNeeded();
 }
 
-void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(HXHTTPRequest *engineRequest,
-                                                                             const HXServerTrust &trust,
-                                                                             const QString &host,
-                                                                             std::function<void(bool)> completionBlock)
+void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
+    HXHTTPRequest *engineRequest, const HXServerTrust &trust, const QString &host,
+    std::function<void(bool)> completionBlock)
 {
     Q_UNUSED(engineRequest);
     Q_UNUSED(trust);

@@ -24,7 +24,8 @@ protected:
     void SetUp() override
     {
         echo.setProcessEnvironment(environment());
-        echo.start(QStringLiteral(KEA_CLI_PATH), {QStringLiteral("echo"), QStringLiteral("--port"), QStringLiteral("0")});
+        echo.start(QStringLiteral(KEA_CLI_PATH),
+                   {QStringLiteral("echo"), QStringLiteral("--port"), QStringLiteral("0")});
         ASSERT_TRUE(echo.waitForReadyRead(10000));
         const QRegularExpressionMatch match =
             QRegularExpression(QStringLiteral(":(\\d+)")).match(QString::fromUtf8(echo.readLine()));
@@ -75,7 +76,8 @@ TEST_F(CLISendCommandTest, ALaterRunUsesTheResponseOfAnEarlierOne)
 
     SendRun profile = run({QStringLiteral("send"), document, QStringLiteral("Profile"), QStringLiteral("--verbose")});
     EXPECT_EQ(profile.status, 0);
-    EXPECT_TRUE(profile.out.contains(QByteArray(QByteArray("> Authorization: Bearer ") + token.captured(1).toUtf8()))) << profile.out.constData();
+    EXPECT_TRUE(profile.out.contains(QByteArray(QByteArray("> Authorization: Bearer ") + token.captured(1).toUtf8())))
+        << profile.out.constData();
     EXPECT_TRUE(profile.out.contains("\"authenticated\": true"));
 
     // Another environment logs in another user, whose token then travels.
@@ -93,11 +95,11 @@ TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
 {
     SendRun all = run({QStringLiteral("send"), document, QStringLiteral("--all"), QStringLiteral("--quiet")});
     EXPECT_EQ(all.status, 0) << all.err.constData();
-    EXPECT_EQ(all.out, QByteArray("HTTP/1.1 200 OK\n"      // log in
-                                  "HTTP/1.1 200 OK\n"      // profile
-                                  "HTTP/1.1 200 OK\n"      // form
-                                  "HTTP/1.1 200 OK\n"      // upload
-                                  "HTTP/1.1 302 Found\n"   // redirect chain: three hops
+    EXPECT_EQ(all.out, QByteArray("HTTP/1.1 200 OK\n"    // log in
+                                  "HTTP/1.1 200 OK\n"    // profile
+                                  "HTTP/1.1 200 OK\n"    // form
+                                  "HTTP/1.1 200 OK\n"    // upload
+                                  "HTTP/1.1 302 Found\n" // redirect chain: three hops
                                   "HTTP/1.1 302 Found\n"
                                   "HTTP/1.1 302 Found\n"
                                   "HTTP/1.1 200 OK\n"
@@ -112,8 +114,9 @@ TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
 
     EXPECT_EQ(run({QStringLiteral("send"), document}).status, 2);
     EXPECT_EQ(run({QStringLiteral("send"), document, QStringLiteral("No such request")}).status, 2);
-    EXPECT_EQ(run({QStringLiteral("send"), folder.filePath(QStringLiteral("missing.kea")), QStringLiteral("--all")}).status,
-              2);
+    EXPECT_EQ(
+        run({QStringLiteral("send"), folder.filePath(QStringLiteral("missing.kea")), QStringLiteral("--all")}).status,
+        2);
 }
 
 } // namespace

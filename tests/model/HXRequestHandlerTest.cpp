@@ -1,9 +1,9 @@
+#include "HXRequestHandler.h"
 #include "HXDocument.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
 #include "HXRequest.h"
-#include "HXRequestHandler.h"
 #include "HXResponse.h"
 #include "HXResponseManager.h"
 #include "HXTestHTTPServer.h"
@@ -70,8 +70,9 @@ TEST_F(RequestHandlerTest, SendsOneAtATimeAndRecordsResponses)
     HXRequest *b = request(QStringLiteral("B"), QStringLiteral("/b"));
     HXRequest *c = request(QStringLiteral("C"), QStringLiteral("/c"));
     QList<std::pair<HXRequest *, int>> statuses;
-    QObject::connect(&handler, &HXRequestHandler::requestStatusChanged, &handler,
-            [&](HXRequest *r, int status, int) { statuses.append({r, status}); });
+    QObject::connect(&handler, &HXRequestHandler::requestStatusChanged, &handler, [&](HXRequest *r, int status, int) {
+        statuses.append({r, status});
+    });
 
     handler.sendRequests({a, b, c});
     EXPECT_EQ(handler.batchRequestsCount(), 3);
@@ -117,8 +118,8 @@ TEST_F(RequestHandlerTest, RedirectsFollowTheMethodAndAuthorizationRules)
         ASSERT_EQ(received.size(), 2);
         EXPECT_TRUE(received.at(0).startsWith("POST /dir/start "));
         // A relative Location is resolved against the URL that answered.
-        EXPECT_EQ(requestLine(received.at(1)), keep ? QByteArray("POST /dir/next?x=1 HTTP/1.1")
-                                                     : QByteArray("GET /dir/next?x=1 HTTP/1.1"));
+        EXPECT_EQ(requestLine(received.at(1)),
+                  keep ? QByteArray("POST /dir/next?x=1 HTTP/1.1") : QByteArray("GET /dir/next?x=1 HTTP/1.1"));
         EXPECT_EQ(received.at(1).contains("Authorization: Basic a2VhOmtlYQ=="), keep);
         EXPECT_EQ(HXResponseManager::sharedManager()->responsesForRequestUUID(r->uuid()).size(), 2);
     }
