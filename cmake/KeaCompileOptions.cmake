@@ -18,6 +18,11 @@ target_compile_options(kea_options INTERFACE -Wall -Wextra -Wno-missing-field-in
 if(KEA_WERROR)
   target_compile_options(kea_options INTERFACE -Werror)
 endif()
+if(KEA_FUZZ)
+  # Instrument every library for coverage so the fuzzers see inside them.
+  target_compile_options(kea_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+  target_link_options(kea_options INTERFACE -fsanitize=address,undefined)
+endif()
 if(KEA_SANITIZE)
   target_compile_options(kea_options INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   target_link_options(kea_options INTERFACE -fsanitize=address,undefined)

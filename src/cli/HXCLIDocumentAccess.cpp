@@ -37,17 +37,32 @@ QList<HXRequestTreeItem *> childrenOf(HXDocument &document, HXRequestGroup *fold
     return folder != nullptr ? HXDocument::sortedItems(folder->children()) : document.topLevelItems();
 }
 
-void collectRequestsNamed(HXDocument &document, HXRequestGroup *folder, const QString &name, QList<HXRequest *> &found)
+void collectRequests(HXDocument &document, HXRequestGroup *folder, QList<HXRequest *> &found)
 {
     for (HXRequestTreeItem *item : childrenOf(document, folder)) {
         if (auto *group = dynamic_cast<HXRequestGroup *>(item))
-            collectRequestsNamed(document, group, name, found);
-        else if (auto *request = dynamic_cast<HXRequest *>(item); request != nullptr && request->name() == name)
+            collectRequests(document, group, found);
+        else if (auto *request = dynamic_cast<HXRequest *>(item))
             found.append(request);
     }
 }
 
 } // namespace
+
+QList<HXRequest *> allRequests(HXDocument &document)
+{
+    QList<HXRequest *> requests;
+    collectRequests(document, nullptr, requests);
+    return requests;
+}
+
+QString itemPath(const HXRequestTreeItem *item)
+{
+    QStringList names;
+    for (; item != nullptr; item = item->parent())
+        names.prepend(item->name());
+    return names.join(u'/');
+}
 
 HXRequest *findRequest(HXDocument &document, const QString &reference, QString &error)
 {
@@ -65,8 +80,8 @@ HXRequest *findRequest(HXDocument &document, const QString &reference, QString &
             }
         }
     }
-    QList<HXRequest *> named;
-    collectRequestsNamed(document, nullptr, reference, named);
+    QList<HXRequest *> named = allRequests(document);
+    named.removeIf([&reference](const HXRequest *request) { return request->name() != reference; });
     if (named.size() == 1)
         return named.first();
     if (named.isEmpty())

@@ -7,6 +7,7 @@
 class HXEnvironment;
 class HXRequest;
 class HXRequestGroup;
+class HXRequestTreeItem;
 
 // Opening documents for kea-cli commands: a missing, unreadable or malformed
 // file gives one line on stderr and a null document (exit with
@@ -21,6 +22,10 @@ bool saveDocumentOrReport(HXDocument &document, const QString &path);
 // or a request name found anywhere in the tree, when only one request has
 // it. Null with a one-line reason in `error` otherwise.
 HXRequest *findRequest(HXDocument &document, const QString &reference, QString &error);
+// Every request of the document in tree order (each folder's items by
+// order, depth first), and the "Folder/Sub/Name" path of a tree item.
+QList<HXRequest *> allRequests(HXDocument &document);
+QString itemPath(const HXRequestTreeItem *item);
 // The folder at `path` ("Accounts/Uploads"), or null when some folder on the
 // way does not exist. With `create`, missing folders are added (each last
 // among its siblings) and the innermost returned.

@@ -12,55 +12,6 @@ namespace {
 
 const char responsesUsage[] = "usage: kea-cli responses FILE REQUEST [--show N]";
 
-// "Folder/Sub/Name" of a tree item.
-QString itemPath(const HXRequestTreeItem *item)
-{
-    QStringList names;
-    for (; item != nullptr; item = item->parent())
-        names.prepend(item->name());
-    return names.join(u'/');
-}
-
-void collectRequests(const QList<HXRequestTreeItem *> &items, QList<HXRequest *> &requests)
-{
-    for (HXRequestTreeItem *item : items) {
-        if (auto *folder = dynamic_cast<HXRequestGroup *>(item))
-            collectRequests(HXDocument::sortedItems(folder->children()), requests);
-        else if (auto *request = dynamic_cast<HXRequest *>(item))
-            requests.append(request);
-    }
-}
-
-// The request named by its uuid, its path in the tree, or its name when only
-// one request has it. Reports on stderr and returns null otherwise.
-HXRequest *findRequest(const HXDocument &document, const QString &reference)
-{
-    QList<HXRequest *> requests;
-    collectRequests(document.topLevelItems(), requests);
-    QList<HXRequest *> byName;
-    for (HXRequest *request : std::as_const(requests)) {
-        if (request->uuid() == reference || itemPath(request) == reference)
-            return request;
-        if (request->name() == reference)
-            byName.append(request);
-    }
-    if (byName.size() == 1)
-        return byName.first();
-    if (byName.isEmpty()) {
-        HXCLI::usageError(QStringLiteral("responses: no request '%1' in %2 (name it by its path, e.g. "
-                                         "'Folder/Name', or by its uuid)")
-                              .arg(reference, document.fileName()));
-    } else {
-        QStringList paths;
-        for (HXRequest *request : std::as_const(byName))
-            paths.append(QStringLiteral("  %1  %2").arg(request->uuid(), itemPath(request)));
-        HXCLI::usageError(
-            QStringLiteral("responses: several requests are named '%1'; name one by its path or uuid:\n%2")
-                .arg(reference, paths.join(u'\n')));
-    }
-    return nullptr;
-}
-
 QString timeText(double seconds)
 {
     return HXResponse::downloadTimeString(seconds);
@@ -88,16 +39,17 @@ int runResponses(const QStringList &arguments)
     auto document = HXCLI::openDocumentOrReport(positional.at(0));
     if (!document)
         return HXCLIExitUsage;
-    HXRequest *request = findRequest(*document, positional.at(1));
+    QString error;
+    HXRequest *request = HXCLI::findRequest(*document, positional.at(1), error);
     if (request == nullptr)
-        return HXCLIExitUsage;
+        return HXCLI::usageError(QStringLiteral("responses: %1").arg(error));
 
     const QList<std::shared_ptr<HXResponse>> responses =
         HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid());
     if (show > 0) {
         if (show > responses.size())
             return HXCLI::usageError(QStringLiteral("responses: '%1' has %2 stored response(s); there is no number %3")
-                                         .arg(itemPath(request))
+                                         .arg(HXCLI::itemPath(request))
                                          .arg(responses.size())
                                          .arg(show));
         const std::shared_ptr<HXResponse> &response = responses.at(show - 1);
@@ -106,7 +58,8 @@ int runResponses(const QStringList &arguments)
         return HXCLIExitSuccess;
     }
     if (responses.isEmpty()) {
-        HXCLI::writeErr(QStringLiteral("kea-cli: responses: no stored responses for '%1'\n").arg(itemPath(request)));
+        HXCLI::writeErr(
+            QStringLiteral("kea-cli: responses: no stored responses for '%1'\n").arg(HXCLI::itemPath(request)));
         return HXCLIExitSuccess;
     }
     QString out = QStringLiteral("#   Date                 Status                      Response    Download\n");

@@ -1,4 +1,5 @@
 #include "HXCLICommand.h"
+#include "HXRequestEvaluationContext.h"
 #include "HXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -28,6 +29,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Kea"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
     HXUserDefaults::registerApplicationDefaults();
+    HXRequestEvaluationContext::installDefaultContextFactory();
 
     QStringList arguments = app.arguments().mid(1);
     while (!arguments.isEmpty()) {

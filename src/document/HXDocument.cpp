@@ -7,6 +7,7 @@
 #include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
 #include "HXRequestGroup.h"
+#include "HXRequestHandler.h"
 #include "HXRequestTreeItem.h"
 #include "HXUndoManager.h"
 #include "HXXMLStore.h"
@@ -21,13 +22,15 @@
 #include <algorithm>
 
 HXDocument::HXDocument(QObject *parent)
-    : QObject(parent), m_context(std::make_unique<HXManagedObjectContext>(&HXDocumentModel::currentModel()))
+    : QObject(parent), m_context(std::make_unique<HXManagedObjectContext>(&HXDocumentModel::currentModel())),
+      m_requestHandler(std::make_unique<HXRequestHandler>(this))
 {
     HXDocumentController::sharedDocumentController()->addDocument(this);
 }
 
 HXDocument::~HXDocument()
 {
+    m_requestHandler.reset();
     HXDocumentController::sharedDocumentController()->removeDocument(this);
 }
 

@@ -11,6 +11,7 @@
 class HXEnvironment;
 class HXManagedObjectContext;
 class HXManagedObjectModel;
+class HXRequestHandler;
 class HXRequestTreeItem;
 
 // One request document: an object store of the document model, the file it
@@ -31,6 +32,9 @@ public:
     // The process-wide document model.
     static const HXManagedObjectModel &managedObjectModel();
     HXManagedObjectContext *managedObjectContext() const { return m_context.get(); }
+
+    // Sends this document's requests, one at a time.
+    HXRequestHandler *requestHandler() const { return m_requestHandler.get(); }
 
     QString fileName() const { return m_fileName; }
     QString documentUUID() const { return m_documentUUID; }
@@ -74,6 +78,7 @@ private:
     HXResult<void> _validateSaveURL(const QString &path) const;
 
     std::unique_ptr<HXManagedObjectContext> m_context;
+    std::unique_ptr<HXRequestHandler> m_requestHandler;
     QString m_fileName;
     QString m_documentUUID;
     HXEnvironment *m_currentEnvironment = nullptr;

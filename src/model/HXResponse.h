@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QList>
+#include <QMetaType>
 #include <QString>
 
 #include <functional>
@@ -109,3 +110,5 @@ private:
     struct Caches;
     mutable std::unique_ptr<Caches> m_caches;
 };
+
+Q_DECLARE_METATYPE(std::shared_ptr<HXResponse>)

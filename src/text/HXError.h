@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMetaType>
 #include <QString>
 #include <QVariantMap>
 
@@ -33,3 +34,5 @@ struct HXError
     // Equality of domain and code, which is how errors are compared by callers.
     bool sameKindAs(const HXError &other) const { return domain == other.domain && code == other.code; }
 };
+
+Q_DECLARE_METATYPE(HXError)

@@ -105,6 +105,8 @@ void HXUserDefaults::registerApplicationDefaults()
 QVariant HXUserDefaults::objectForKey(const QString &key) const
 {
     QMutexLocker lock(&m_mutex);
+    if (m_volatile.contains(key))
+        return m_volatile.value(key);
     const QVariant registered = m_registered.value(key);
     if (m_settings) {
         if (m_settings->contains(key))
@@ -171,6 +173,15 @@ void HXUserDefaults::removeObjectForKey(const QString &key)
         m_settings->remove(key);
     else
         m_memory.remove(key);
+}
+
+void HXUserDefaults::setVolatileObject(const QVariant &value, const QString &key)
+{
+    QMutexLocker lock(&m_mutex);
+    if (value.isValid())
+        m_volatile.insert(key, value);
+    else
+        m_volatile.remove(key);
 }
 
 void HXUserDefaults::registerDefaults(const QVariantMap &defaults)

@@ -39,6 +39,10 @@ public:
     void setInteger(qint64 value, const QString &key) { setObject(value, key); }
     void removeObjectForKey(const QString &key);
 
+    // A value for this process only, above the user's own (command-line
+    // options such as --insecure); never written to the settings file.
+    void setVolatileObject(const QVariant &value, const QString &key);
+
     void registerDefaults(const QVariantMap &defaults);
     QVariantMap registeredDefaults() const;
 
@@ -58,6 +62,7 @@ public:
 private:
     mutable QMutex m_mutex;
     QVariantMap m_registered;
+    QVariantMap m_volatile;
     QVariantMap m_memory; // used when no settings file is attached
     std::unique_ptr<QSettings> m_settings;
 };

@@ -1,5 +1,6 @@
 #include "HXApplication.h"
 
+#include "HXRequestEvaluationContext.h"
 #include "HXUserDefaults.h"
 
 HXApplication::HXApplication(int &argc, char **argv) : QApplication(argc, argv)
@@ -9,4 +10,5 @@ HXApplication::HXApplication(int &argc, char **argv) : QApplication(argc, argv)
     setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
     setApplicationDisplayName(QStringLiteral("Kea"));
     HXUserDefaults::registerApplicationDefaults();
+    HXRequestEvaluationContext::installDefaultContextFactory();
 }

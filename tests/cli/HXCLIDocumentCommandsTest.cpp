@@ -55,10 +55,11 @@ TEST_F(CLIDocumentCommandsTest, ListPrintsTheTreeInOrder)
     EXPECT_EQ(listed.out, QByteArray("Accounts/\n"
                                      "  Log in\n"
                                      "  Profile\n"
-                                     "  Uploads/\n"
-                                     "    Upload avatar\n"
+                                     "Forms/\n"
+                                     "  Post a form\n"
+                                     "  Upload a file\n"
                                      "Redirect chain\n"
-                                     "Status 404\n"));
+                                     "Not found\n"));
 }
 
 TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)

@@ -100,7 +100,7 @@ protected:
 
 TEST_F(CLIResponsesTest, ListsNewestFirstAndShowsOneAsReceived)
 {
-    HXRequest *status = request(u"Status 404"_s);
+    HXRequest *status = request(u"Not found"_s);
     ASSERT_NE(status, nullptr);
     HXResponseManager *store = HXResponseManager::sharedManager();
     const QDateTime date = QDateTime::fromString(u"2026-03-04T05:06:07"_s, Qt::ISODate);
@@ -118,7 +118,7 @@ TEST_F(CLIResponsesTest, ListsNewestFirstAndShowsOneAsReceived)
     }
     store->saveUpdates();
 
-    const CLIRun listed = runCLI({u"responses"_s, file, u"Status 404"_s});
+    const CLIRun listed = runCLI({u"responses"_s, file, u"Not found"_s});
     EXPECT_EQ(listed.status, 0) << listed.err.constData();
     const QList<QByteArray> lines = listed.out.split('\n');
     ASSERT_EQ(lines.size(), 4) << listed.out.constData();
@@ -131,9 +131,9 @@ TEST_F(CLIResponsesTest, ListsNewestFirstAndShowsOneAsReceived)
     const CLIRun shown = runCLI({u"responses"_s, file, status->uuid(), u"--show"_s, u"1"_s});
     EXPECT_EQ(shown.status, 0);
     EXPECT_EQ(shown.out, sent.at(1).first + sent.at(1).second);
-    EXPECT_EQ(runCLI({u"responses"_s, file, u"Status 404"_s, u"--show"_s, u"2"_s}).out,
+    EXPECT_EQ(runCLI({u"responses"_s, file, u"Not found"_s, u"--show"_s, u"2"_s}).out,
               sent.at(0).first + sent.at(0).second);
-    EXPECT_EQ(runCLI({u"responses"_s, file, u"Status 404"_s, u"--show"_s, u"3"_s}).status, 2);
+    EXPECT_EQ(runCLI({u"responses"_s, file, u"Not found"_s, u"--show"_s, u"3"_s}).status, 2);
 
     const CLIRun none = runCLI({u"responses"_s, file, u"Accounts/Log in"_s});
     EXPECT_EQ(none.status, 0);

@@ -3,6 +3,7 @@
 // defaults, and the standard folders redirected to a temporary place so no
 // test touches the user's files.
 
+#include "HXRequestEvaluationContext.h"
 #include "HXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -33,6 +34,7 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("Kea"));
     HXUserDefaults::standardUserDefaults().useSettingsFile(QString());
     HXUserDefaults::registerApplicationDefaults();
+    HXRequestEvaluationContext::installDefaultContextFactory();
 
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

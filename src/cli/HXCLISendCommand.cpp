@@ -1,0 +1,181 @@
+// kea-cli send: sends requests of a document through the request handler,
+// one at a time as the application does, records every response in the
+// shared response store and prints what came back.
+
+#include "HXCLICommand.h"
+#include "HXCLIDocumentAccess.h"
+#include "HXEnvironment.h"
+#include "HXPresenter.h"
+#include "HXRequest.h"
+#include "HXRequestGroup.h"
+#include "HXRequestHandler.h"
+#include "HXResponse.h"
+#include "HXResponseManager.h"
+#include "HXUserDefaults.h"
+
+#include <QEventLoop>
+
+namespace {
+
+const char sendUsage[] =
+    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]";
+
+enum class Detail { Quiet, Normal, Include, Verbose };
+
+// Questions are answered without a user: an untrusted server is refused
+// (use --insecure), anything else takes its default button; what is shown
+// goes to stderr.
+class HXCLIPresenter : public HXPresenter
+{
+public:
+    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
+    {
+        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n%2\n").arg(alert.message, alert.informativeText));
+        const bool trustQuestion =
+            alert.buttons.size() == 2 && alert.buttons.at(1) == u"Cancel" && alert.buttons.at(0) == u"Continue";
+        if (completion)
+            completion(trustQuestion ? 1 : 0);
+    }
+    void presentError(const HXError &error) override
+    {
+        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error.description));
+    }
+};
+
+QByteArray printableBody(const HXResponse &response)
+{
+    const QByteArray body = response.bodyData();
+    if (body.isEmpty())
+        return body;
+    const auto chosen = HXResponse::userDefaultBodyTextTypeForContentType(response.MIMEType());
+    const HXResponse::BodyTextType type = chosen.value_or(response.defaultBodyTextType());
+    QString pretty;
+    if (type == HXResponse::BodyTextTypeJSON)
+        pretty = response.bodyStringAsJSON();
+    else if (type == HXResponse::BodyTextTypeXML)
+        pretty = response.bodyStringAsXML();
+    if (pretty.isEmpty())
+        return body.endsWith('\n') ? body : body + '\n';
+    return pretty.toUtf8() + '\n';
+}
+
+int runSend(const QStringList &arguments)
+{
+    QString file;
+    QStringList references;
+    QString environmentName;
+    bool all = false;
+    bool insecure = false;
+    Detail detail = Detail::Normal;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == u"--all")
+            all = true;
+        else if (argument == u"--insecure")
+            insecure = true;
+        else if (argument == u"--quiet")
+            detail = Detail::Quiet;
+        else if (argument == u"--include")
+            detail = Detail::Include;
+        else if (argument == u"--verbose")
+            detail = Detail::Verbose;
+        else if (argument == u"--env" && i + 1 < arguments.size())
+            environmentName = arguments.at(++i);
+        else if (argument.startsWith(u'-') && argument != u"-")
+            return HXCLI::usageError(
+                QStringLiteral("send: unknown option %1\n%2").arg(argument, QLatin1String(sendUsage)));
+        else if (file.isEmpty())
+            file = argument;
+        else
+            references.append(argument);
+    }
+    if (file.isEmpty() || (references.isEmpty() && !all) || (all && !references.isEmpty()))
+        return HXCLI::usageError(QLatin1String(sendUsage));
+
+    std::unique_ptr<HXDocument> document = HXCLI::openDocumentOrReport(file);
+    if (!document)
+        return HXCLIExitUsage;
+    if (!environmentName.isEmpty()) {
+        HXEnvironment *environment = HXCLI::environmentNamed(*document, environmentName);
+        if (environment == nullptr)
+            return HXCLI::usageError(QStringLiteral("send: no environment '%1' in %2").arg(environmentName, file));
+        document->setCurrentEnvironment(environment);
+    } else {
+        HXCLI::restoreSelectedEnvironment(*document);
+    }
+
+    QList<HXRequest *> requests;
+    if (all) {
+        requests = HXCLI::allRequests(*document);
+    } else {
+        for (const QString &reference : std::as_const(references)) {
+            QString error;
+            HXRequest *request = HXCLI::findRequest(*document, reference, error);
+            if (request == nullptr)
+                return HXCLI::usageError(QStringLiteral("send: %1").arg(error));
+            requests.append(request);
+        }
+    }
+    if (requests.isEmpty())
+        return HXCLIExitSuccess;
+
+    if (insecure)
+        HXUserDefaults::standardUserDefaults().setVolatileObject(
+            false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
+    HXCLIPresenter presenter;
+    HXPresenter::setSharedPresenter(&presenter);
+    HXResponseManager::sharedManager();
+
+    HXRequestHandler *handler = document->requestHandler();
+    int failures = 0;
+    QObject::connect(
+        handler, &HXRequestHandler::requestStatusChanged, handler, [&](HXRequest *request, int status, int) {
+            if (status != HXRequestHandler::StatusSending)
+                return;
+            const HXHTTPRequest *sent = handler->HTTPRequestForRequest(request);
+            if (sent == nullptr || detail == Detail::Quiet)
+                return;
+            QString line = QStringLiteral("== %1  %2 %3\n")
+                               .arg(request->name(), sent->method(), sent->URL().toString(QUrl::FullyEncoded));
+            if (detail == Detail::Verbose) {
+                for (const auto &field : sent->requestHeaders())
+                    line += QStringLiteral("> %1: %2\n").arg(field.name, field.value);
+                if (!sent->requestBodyData().isEmpty())
+                    line += QStringLiteral("> (%1 body bytes)\n").arg(sent->requestBodyData().size());
+            }
+            HXCLI::writeOut(line);
+        });
+    QObject::connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, handler,
+                     [&](HXRequest *request, const std::shared_ptr<HXResponse> &response) {
+                         Q_UNUSED(request);
+                         if (detail == Detail::Quiet) {
+                             HXCLI::writeOut(response->statusLine() + u'\n');
+                             return;
+                         }
+                         HXCLI::writeOut(QStringLiteral("%1   (response %2, total %3)\n")
+                                             .arg(response->statusLine(),
+                                                  HXResponse::downloadTimeString(response->responseTime()),
+                                                  response->downloadTimeString()));
+                         if (detail == Detail::Include || detail == Detail::Verbose)
+                             HXCLI::writeOut(response->headersData());
+                         HXCLI::writeOut(printableBody(*response));
+                     });
+    QObject::connect(handler, &HXRequestHandler::requestDidFail, handler,
+                     [&](HXRequest *, const HXError &, const QString &) { ++failures; });
+
+    QEventLoop loop;
+    QObject::connect(handler, &HXRequestHandler::idle, &loop, &QEventLoop::quit, Qt::QueuedConnection);
+    handler->sendRequests(requests);
+    if (handler->isBusy())
+        loop.exec();
+    HXResponseManager::sharedManager()->saveUpdates();
+    HXPresenter::setSharedPresenter(nullptr);
+    return failures > 0 ? HXCLIExitFailure : HXCLIExitSuccess;
+}
+
+const bool registered = HXCLICommandRegistry::add(
+    {QStringLiteral("send"),
+     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]"),
+     QStringLiteral("send requests one at a time, record their responses and print them"), runSend});
+
+} // namespace

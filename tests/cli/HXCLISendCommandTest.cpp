@@ -1,0 +1,122 @@
+#include "HXTestSupport.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct SendRun
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs kea-cli as a separate process with its own settings and data folder,
+// which later runs share, as two invocations on one machine do.
+class CLISendCommandTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        echo.setProcessEnvironment(environment());
+        echo.start(QStringLiteral(KEA_CLI_PATH),
+                   {QStringLiteral("echo"), QStringLiteral("--port"), QStringLiteral("0")});
+        ASSERT_TRUE(echo.waitForReadyRead(10000));
+        const QRegularExpressionMatch match =
+            QRegularExpression(QStringLiteral(":(\\d+)")).match(QString::fromUtf8(echo.readLine()));
+        ASSERT_TRUE(match.hasMatch());
+        port = match.captured(1);
+        document = folder.filePath(QStringLiteral("demo.kea"));
+        ASSERT_EQ(run({QStringLiteral("demo"), document, QStringLiteral("--port"), port}).status, 0);
+    }
+    void TearDown() override
+    {
+        echo.kill();
+        echo.waitForFinished(5000);
+    }
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), folder.filePath(QStringLiteral("data")));
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.filePath(QStringLiteral("config")));
+        return env;
+    }
+    SendRun run(const QStringList &arguments)
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        process.start(QStringLiteral(KEA_CLI_PATH), arguments);
+        EXPECT_TRUE(process.waitForFinished(30000));
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
+
+    QTemporaryDir folder;
+    QProcess echo;
+    QString port;
+    QString document;
+};
+
+TEST_F(CLISendCommandTest, ALaterRunUsesTheResponseOfAnEarlierOne)
+{
+    // Before any login the profile has no token to send.
+    SendRun first = run({QStringLiteral("send"), document, QStringLiteral("Profile")});
+    EXPECT_EQ(first.status, 0);
+    EXPECT_TRUE(first.out.contains("HTTP/1.1 401")) << first.out.constData();
+
+    SendRun login = run({QStringLiteral("send"), document, QStringLiteral("Accounts/Log in")});
+    EXPECT_EQ(login.status, 0) << login.err.constData();
+    const QRegularExpressionMatch token =
+        QRegularExpression(QStringLiteral("\"token\": \"([^\"]+)\"")).match(QString::fromUtf8(login.out));
+    ASSERT_TRUE(token.hasMatch()) << login.out.constData();
+
+    SendRun profile = run({QStringLiteral("send"), document, QStringLiteral("Profile"), QStringLiteral("--verbose")});
+    EXPECT_EQ(profile.status, 0);
+    EXPECT_TRUE(profile.out.contains(QByteArray(QByteArray("> Authorization: Bearer ") + token.captured(1).toUtf8())))
+        << profile.out.constData();
+    EXPECT_TRUE(profile.out.contains("\"authenticated\": true"));
+
+    // Another environment logs in another user, whose token then travels.
+    SendRun staging = run({QStringLiteral("send"), document, QStringLiteral("Log in"), QStringLiteral("Profile"),
+                           QStringLiteral("--env"), QStringLiteral("Staging")});
+    EXPECT_TRUE(staging.out.contains("\"user\": \"staging-tester\"")) << staging.out.constData();
+    EXPECT_FALSE(staging.out.contains(token.captured(1).toUtf8()));
+
+    SendRun stored = run({QStringLiteral("responses"), document, QStringLiteral("Log in")});
+    EXPECT_EQ(stored.status, 0);
+    EXPECT_EQ(stored.out.count("200 OK"), 2);
+}
+
+TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
+{
+    SendRun all = run({QStringLiteral("send"), document, QStringLiteral("--all"), QStringLiteral("--quiet")});
+    EXPECT_EQ(all.status, 0) << all.err.constData();
+    EXPECT_EQ(all.out, QByteArray("HTTP/1.1 200 OK\n"    // log in
+                                  "HTTP/1.1 200 OK\n"    // profile
+                                  "HTTP/1.1 200 OK\n"    // form
+                                  "HTTP/1.1 200 OK\n"    // upload
+                                  "HTTP/1.1 302 Found\n" // redirect chain: three hops
+                                  "HTTP/1.1 302 Found\n"
+                                  "HTTP/1.1 302 Found\n"
+                                  "HTTP/1.1 200 OK\n"
+                                  "HTTP/1.1 404 Not Found\n"));
+
+    // With the service gone, sending fails with exit status 1 and a message.
+    echo.kill();
+    echo.waitForFinished(5000);
+    SendRun failed = run({QStringLiteral("send"), document, QStringLiteral("Not found")});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains("Kea can't get a response")) << failed.err.constData();
+
+    EXPECT_EQ(run({QStringLiteral("send"), document}).status, 2);
+    EXPECT_EQ(run({QStringLiteral("send"), document, QStringLiteral("No such request")}).status, 2);
+    EXPECT_EQ(
+        run({QStringLiteral("send"), folder.filePath(QStringLiteral("missing.kea")), QStringLiteral("--all")}).status,
+        2);
+}
+
+} // namespace
