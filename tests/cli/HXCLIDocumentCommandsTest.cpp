@@ -1,5 +1,7 @@
 #include "HXTestSupport.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -8,19 +10,9 @@
 
 namespace {
 
-struct CLIRun
+HXCLIRun runCLI(const QStringList &arguments)
 {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-CLIRun runCLI(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(KEA_CLI_PATH), arguments);
-    EXPECT_TRUE(process.waitForFinished(20000));
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return HXRunCLI(arguments);
 }
 
 class CLIDocumentCommandsTest : public ::testing::Test
@@ -33,14 +25,14 @@ protected:
 TEST_F(CLIDocumentCommandsTest, NewCreatesAnEmptyDocumentAndNeverOverwrites)
 {
     const QString file = path(QStringLiteral("empty.kea"));
-    CLIRun created = runCLI({QStringLiteral("new"), file});
+    HXCLIRun created = runCLI({QStringLiteral("new"), file});
     EXPECT_EQ(created.status, 0) << created.err.constData();
-    CLIRun listed = runCLI({QStringLiteral("list"), file});
+    HXCLIRun listed = runCLI({QStringLiteral("list"), file});
     EXPECT_EQ(listed.status, 0);
     EXPECT_EQ(listed.out, QByteArray());
 
     const QByteArray before = HXTest::readFile(file);
-    CLIRun again = runCLI({QStringLiteral("new"), file});
+    HXCLIRun again = runCLI({QStringLiteral("new"), file});
     EXPECT_EQ(again.status, 2);
     EXPECT_TRUE(again.err.contains("already exists"));
     EXPECT_EQ(HXTest::readFile(file), before);
@@ -50,7 +42,7 @@ TEST_F(CLIDocumentCommandsTest, ListPrintsTheTreeInOrder)
 {
     const QString file = path(QStringLiteral("demo.kea"));
     ASSERT_EQ(runCLI({QStringLiteral("demo"), file}).status, 0);
-    CLIRun listed = runCLI({QStringLiteral("list"), file});
+    HXCLIRun listed = runCLI({QStringLiteral("list"), file});
     EXPECT_EQ(listed.status, 0);
     EXPECT_EQ(listed.out, QByteArray("Accounts/\n"
                                      "  Log in\n"
@@ -77,7 +69,7 @@ TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)
     for (const QString &file : {truncated, foreign, missing}) {
         const QByteArray before = HXTest::readFile(file);
         const QDateTime modified = QFileInfo(file).lastModified();
-        CLIRun run = runCLI({QStringLiteral("list"), file});
+        HXCLIRun run = runCLI({QStringLiteral("list"), file});
         EXPECT_EQ(run.status, 2) << file.toStdString();
         EXPECT_TRUE(run.out.isEmpty());
         EXPECT_EQ(run.err.count('\n'), 1) << run.err.constData();
@@ -92,10 +84,10 @@ TEST_F(CLIDocumentCommandsTest, UsageErrorsAndHelp)
 {
     EXPECT_EQ(runCLI({QStringLiteral("list")}).status, 2);
     EXPECT_EQ(runCLI({QStringLiteral("no-such-command")}).status, 2);
-    CLIRun help = runCLI({QStringLiteral("--help")});
+    HXCLIRun help = runCLI({QStringLiteral("--help")});
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.contains("list FILE"));
-    CLIRun version = runCLI({QStringLiteral("--version")});
+    HXCLIRun version = runCLI({QStringLiteral("--version")});
     EXPECT_TRUE(version.out.startsWith("kea-cli "));
 }
 

@@ -2,6 +2,8 @@
 #include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
@@ -10,19 +12,9 @@
 
 namespace {
 
-struct Result
+HXCLIRun runCli(const QStringList &arguments)
 {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Result runCli(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(KEA_CLI_PATH), arguments);
-    process.waitForFinished(30000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return HXRunCLI(arguments);
 }
 
 } // namespace
@@ -32,8 +24,8 @@ TEST(HXCLIEvalCommandTest, WritesTheEvaluatedBytes)
     EXPECT_EQ(runCli({QStringLiteral("eval"), QStringLiteral("plain text")}).out, QByteArray("plain text"));
     const QString stored = QString::fromUtf8(
         QJsonDocument(QJsonArray{QStringLiteral("a [\u00e9]"), QStringLiteral(" b")}).toJson(QJsonDocument::Compact));
-    Result result = runCli({QStringLiteral("eval"), stored});
-    EXPECT_EQ(result.exitCode, 0);
+    HXCLIRun result = runCli({QStringLiteral("eval"), stored});
+    EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, QByteArray("a [\xc3\xa9] b"));
 
     result = runCli({QStringLiteral("eval"), QStringLiteral("--encoding"), QStringLiteral("ISO-8859-1"), stored});
@@ -50,14 +42,14 @@ TEST(HXCLIEvalCommandTest, DashesAndUsageErrors)
     EXPECT_EQ(runCli({QStringLiteral("eval"), QStringLiteral("--"), QString()}).out, QByteArray());
     EXPECT_EQ(runCli({QStringLiteral("eval"), QStringLiteral("-")}).out, QByteArray("-"));
 
-    Result result = runCli({QStringLiteral("eval"), QStringLiteral("--x")});
-    EXPECT_EQ(result.exitCode, 2);
+    HXCLIRun result = runCli({QStringLiteral("eval"), QStringLiteral("--x")});
+    EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.err.contains("--x"));
-    EXPECT_EQ(runCli({QStringLiteral("eval")}).exitCode, 2);
-    EXPECT_EQ(runCli({QStringLiteral("eval"), QStringLiteral("a"), QStringLiteral("b")}).exitCode, 2);
+    EXPECT_EQ(runCli({QStringLiteral("eval")}).status, 2);
+    EXPECT_EQ(runCli({QStringLiteral("eval"), QStringLiteral("a"), QStringLiteral("b")}).status, 2);
     result =
         runCli({QStringLiteral("eval"), QStringLiteral("--encoding"), QStringLiteral("klingon"), QStringLiteral("x")});
-    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.out.isEmpty());
 }
 
@@ -95,7 +87,7 @@ TEST(HXCLIEvalCommandTest, TokensOfTheBuiltInKinds)
     ASSERT_TRUE(hash->setValue(QStringLiteral("input"), base64->archivedString()));
     HXDynamicString labelled(QStringLiteral("sha="));
     labelled.appendDynamicValue(hash);
-    const Result result = runCli({QStringLiteral("eval"), HXDynamicValueEngine::archiveAttributedString(labelled)});
-    EXPECT_EQ(result.exitCode, 0);
+    const HXCLIRun result = runCli({QStringLiteral("eval"), HXDynamicValueEngine::archiveAttributedString(labelled)});
+    EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, QByteArray("sha=2CF24DBA5FB0A30E26E83B2AC5B9E29E1B161E5C1FA7425E73043362938B9824"));
 }

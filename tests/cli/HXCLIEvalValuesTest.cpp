@@ -15,6 +15,8 @@
 #include "HXTimestampDynamicValue.h"
 #include "HXURLEncodingDynamicValue.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -24,34 +26,16 @@
 
 namespace {
 
-struct EvalResult
+HXCLIRun runEval(const QStringList &arguments)
 {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-EvalResult runEval(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(KEA_CLI_PATH), QStringList{QStringLiteral("eval")} + arguments);
-    EvalResult result;
-    if (!process.waitForFinished(20000)) {
-        process.kill();
-        process.waitForFinished();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    return HXRunCLI(QStringList{QStringLiteral("eval")} + arguments);
 }
 
 // The bytes `kea-cli eval` writes for a stored text holding just `value`.
 QByteArray eval(const HXDynamicValuePtr &value, const QStringList &options = {})
 {
-    const EvalResult result = runEval(options + QStringList{QStringLiteral("--"), value->archivedString()});
-    EXPECT_EQ(result.exitCode, 0) << result.err.constData();
+    const HXCLIRun result = runEval(options + QStringList{QStringLiteral("--"), value->archivedString()});
+    EXPECT_EQ(result.status, 0) << result.err.constData();
     return result.out;
 }
 

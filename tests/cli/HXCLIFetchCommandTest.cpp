@@ -3,6 +3,8 @@
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -11,27 +13,9 @@
 
 namespace {
 
-struct FetchRun
+HXCLIRun fetch(const QStringList &arguments)
 {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-FetchRun fetch(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(KEA_CLI_PATH), QStringList{QStringLiteral("fetch")} + arguments);
-    FetchRun run;
-    if (!process.waitForFinished(20000)) {
-        process.kill();
-        process.waitForFinished();
-        return run;
-    }
-    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
+    return HXRunCLI(QStringList{QStringLiteral("fetch")} + arguments);
 }
 
 TEST(HXCLIFetchCommandTest, PrintsTheRawHeadThenTheBody)
@@ -44,7 +28,7 @@ TEST(HXCLIFetchCommandTest, PrintsTheRawHeadThenTheBody)
     const QString bodyFile = folder.filePath(QStringLiteral("body.json"));
     ASSERT_TRUE(HXTest::writeFile(bodyFile, "{\"a\":1}"));
 
-    const FetchRun run =
+    const HXCLIRun run =
         fetch({server.url(QStringLiteral("/items?x=1")).toString(), QStringLiteral("-X"), QStringLiteral("PUT"),
                QStringLiteral("-H"), QStringLiteral("Content-Type: application/json"), QStringLiteral("-H"),
                QStringLiteral("X-Empty:"), QStringLiteral("--data"), QLatin1Char('@') + bodyFile,
@@ -65,7 +49,7 @@ TEST(HXCLIFetchCommandTest, WritesTheBodyToAFileAndGoesThroughAProxy)
     proxy.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody");
     QTemporaryDir folder;
     const QString output = folder.filePath(QStringLiteral("out.bin"));
-    const FetchRun run = fetch({QStringLiteral("http://origin.test/file"), QStringLiteral("--proxy"),
+    const HXCLIRun run = fetch({QStringLiteral("http://origin.test/file"), QStringLiteral("--proxy"),
                                 QStringLiteral("127.0.0.1:%1").arg(proxy.port()), QStringLiteral("-o"), output});
     EXPECT_EQ(run.status, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n"));
@@ -82,7 +66,7 @@ TEST(HXCLIFetchCommandTest, FailuresAndUsage)
         ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
         closedPort = probe.serverPort();
     }
-    const FetchRun refused = fetch({QStringLiteral("http://127.0.0.1:%1/").arg(closedPort),
+    const HXCLIRun refused = fetch({QStringLiteral("http://127.0.0.1:%1/").arg(closedPort),
                                     QStringLiteral("--proxy-config"), QStringLiteral("none")});
     EXPECT_EQ(refused.status, 1);
     EXPECT_TRUE(refused.out.isEmpty());
@@ -92,7 +76,7 @@ TEST(HXCLIFetchCommandTest, FailuresAndUsage)
     HXTestHTTPServer silent;
     ASSERT_TRUE(silent.listen());
     silent.addScript(HXTestHTTPScript().readRequest().hang());
-    const FetchRun timedOut = fetch({silent.url().toString(), QStringLiteral("--timeout"), QStringLiteral("0.3"),
+    const HXCLIRun timedOut = fetch({silent.url().toString(), QStringLiteral("--timeout"), QStringLiteral("0.3"),
                                      QStringLiteral("--proxy-config"), QStringLiteral("none")});
     EXPECT_EQ(timedOut.status, 1);
     EXPECT_EQ(timedOut.err, QByteArray("kea-cli: fetch: The request timed out\n"));

@@ -1,5 +1,7 @@
 #include "HXTestSupport.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -7,26 +9,14 @@
 
 namespace {
 
-struct Result
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 class HXCLIFormatCommandTest : public ::testing::Test
 {
 protected:
     // Runs kea-cli with its own settings file, `input` on standard input.
-    Result format(const QStringList &arguments, const QByteArray &input = {})
+    HXCLIRun format(const QStringList &arguments, const QByteArray &input = {})
     {
-        QProcess process;
-        process.start(QStringLiteral(KEA_CLI_PATH),
-                      QStringList{QStringLiteral("--settings"), settingsPath(), QStringLiteral("format")} + arguments);
-        process.write(input);
-        process.closeWriteChannel();
-        process.waitForFinished(30000);
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        return HXRunCLI(QStringList{QStringLiteral("--settings"), settingsPath(), QStringLiteral("format")} + arguments,
+                        input);
     }
     QString settingsPath() const { return m_dir.filePath(QStringLiteral("settings.ini")); }
     QString filePath(const QString &name) const { return m_dir.filePath(name); }
@@ -41,8 +31,8 @@ const QByteArray kDocument = "{ \"b\" : [1, \"\\u00e9/\"],\n \"a\": {\"y\":null,
 
 TEST_F(HXCLIFormatCommandTest, JSONWithTheDefaultsAndWithOptions)
 {
-    Result result = format({QStringLiteral("json")}, kDocument);
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    HXCLIRun result = format({QStringLiteral("json")}, kDocument);
+    EXPECT_EQ(result.status, 0) << result.err.toStdString();
     EXPECT_EQ(result.out, QByteArray("{\n  \"b\": [\n    1,\n    \"\xc3\xa9/\"\n  ],\n"
                                      "  \"a\": {\n    \"y\": null,\n    \"x\": []\n  }\n}\n"));
 
@@ -73,13 +63,13 @@ TEST_F(HXCLIFormatCommandTest, JSONFollowsTheSettingsFile)
 
 TEST_F(HXCLIFormatCommandTest, MalformedInputAndUsageErrors)
 {
-    Result result = format({QStringLiteral("json")}, "[1, {\"a\": tru");
-    EXPECT_EQ(result.exitCode, 2);
+    HXCLIRun result = format({QStringLiteral("json")}, "[1, {\"a\": tru");
+    EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, QByteArray("[\n  1,\n  {\n    \"a\": tru\n  }\n]\n"));
     EXPECT_TRUE(result.err.contains("not well-formed JSON")) << result.err.toStdString();
 
     result = format({QStringLiteral("json")}, "   ");
-    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.out.isEmpty());
 
     const QStringList wrong[] = {
@@ -96,7 +86,7 @@ TEST_F(HXCLIFormatCommandTest, MalformedInputAndUsageErrors)
     };
     for (const QStringList &arguments : wrong) {
         result = format(arguments, "[]");
-        EXPECT_EQ(result.exitCode, 2) << arguments.join(u' ').toStdString();
+        EXPECT_EQ(result.status, 2) << arguments.join(u' ').toStdString();
         EXPECT_TRUE(result.err.startsWith("kea-cli: ")) << arguments.join(u' ').toStdString();
     }
 }
@@ -104,8 +94,8 @@ TEST_F(HXCLIFormatCommandTest, MalformedInputAndUsageErrors)
 TEST_F(HXCLIFormatCommandTest, XML)
 {
     const QByteArray latin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a><b>\xe9</b> <c/></a>";
-    Result result = format({QStringLiteral("xml")}, latin1);
-    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    HXCLIRun result = format({QStringLiteral("xml")}, latin1);
+    EXPECT_EQ(result.status, 0) << result.err.toStdString();
     EXPECT_EQ(result.out,
               QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>\n  <b>\xc3\xa9</b>\n  <c/>\n</a>\n"));
     EXPECT_EQ(format({QStringLiteral("xml"), QStringLiteral("--tabs")}, "<a><b/></a>").out,
@@ -114,6 +104,6 @@ TEST_F(HXCLIFormatCommandTest, XML)
               QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a><b/></a>\n"));
 
     result = format({QStringLiteral("xml")}, "{\"not\": \"xml\"}");
-    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.err.contains("not well-formed XML"));
 }

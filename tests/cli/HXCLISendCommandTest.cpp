@@ -1,5 +1,7 @@
 #include "HXTestSupport.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -8,13 +10,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct SendRun
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
 
 // Runs kea-cli as a separate process with its own settings and data folder,
 // which later runs share, as two invocations on one machine do.
@@ -46,14 +41,7 @@ protected:
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.filePath(QStringLiteral("config")));
         return env;
     }
-    SendRun run(const QStringList &arguments)
-    {
-        QProcess process;
-        process.setProcessEnvironment(environment());
-        process.start(QStringLiteral(KEA_CLI_PATH), arguments);
-        EXPECT_TRUE(process.waitForFinished(30000));
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
+    HXCLIRun run(const QStringList &arguments) { return HXRunCLI(arguments, QByteArray(), environment()); }
 
     QTemporaryDir folder;
     QProcess echo;
@@ -64,36 +52,36 @@ protected:
 TEST_F(CLISendCommandTest, ALaterRunUsesTheResponseOfAnEarlierOne)
 {
     // Before any login the profile has no token to send.
-    SendRun first = run({QStringLiteral("send"), document, QStringLiteral("Profile")});
+    HXCLIRun first = run({QStringLiteral("send"), document, QStringLiteral("Profile")});
     EXPECT_EQ(first.status, 0);
     EXPECT_TRUE(first.out.contains("HTTP/1.1 401")) << first.out.constData();
 
-    SendRun login = run({QStringLiteral("send"), document, QStringLiteral("Accounts/Log in")});
+    HXCLIRun login = run({QStringLiteral("send"), document, QStringLiteral("Accounts/Log in")});
     EXPECT_EQ(login.status, 0) << login.err.constData();
     const QRegularExpressionMatch token =
         QRegularExpression(QStringLiteral("\"token\": \"([^\"]+)\"")).match(QString::fromUtf8(login.out));
     ASSERT_TRUE(token.hasMatch()) << login.out.constData();
 
-    SendRun profile = run({QStringLiteral("send"), document, QStringLiteral("Profile"), QStringLiteral("--verbose")});
+    HXCLIRun profile = run({QStringLiteral("send"), document, QStringLiteral("Profile"), QStringLiteral("--verbose")});
     EXPECT_EQ(profile.status, 0);
     EXPECT_TRUE(profile.out.contains(QByteArray(QByteArray("> Authorization: Bearer ") + token.captured(1).toUtf8())))
         << profile.out.constData();
     EXPECT_TRUE(profile.out.contains("\"authenticated\": true"));
 
     // Another environment logs in another user, whose token then travels.
-    SendRun staging = run({QStringLiteral("send"), document, QStringLiteral("Log in"), QStringLiteral("Profile"),
-                           QStringLiteral("--env"), QStringLiteral("Staging")});
+    HXCLIRun staging = run({QStringLiteral("send"), document, QStringLiteral("Log in"), QStringLiteral("Profile"),
+                            QStringLiteral("--env"), QStringLiteral("Staging")});
     EXPECT_TRUE(staging.out.contains("\"user\": \"staging-tester\"")) << staging.out.constData();
     EXPECT_FALSE(staging.out.contains(token.captured(1).toUtf8()));
 
-    SendRun stored = run({QStringLiteral("responses"), document, QStringLiteral("Log in")});
+    HXCLIRun stored = run({QStringLiteral("responses"), document, QStringLiteral("Log in")});
     EXPECT_EQ(stored.status, 0);
     EXPECT_EQ(stored.out.count("200 OK"), 2);
 }
 
 TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
 {
-    SendRun all = run({QStringLiteral("send"), document, QStringLiteral("--all"), QStringLiteral("--quiet")});
+    HXCLIRun all = run({QStringLiteral("send"), document, QStringLiteral("--all"), QStringLiteral("--quiet")});
     EXPECT_EQ(all.status, 0) << all.err.constData();
     EXPECT_EQ(all.out, QByteArray("HTTP/1.1 200 OK\n"    // log in
                                   "HTTP/1.1 200 OK\n"    // profile
@@ -108,7 +96,7 @@ TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
     // With the service gone, sending fails with exit status 1 and a message.
     echo.kill();
     echo.waitForFinished(5000);
-    SendRun failed = run({QStringLiteral("send"), document, QStringLiteral("Not found")});
+    HXCLIRun failed = run({QStringLiteral("send"), document, QStringLiteral("Not found")});
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.contains("Kea can't get a response")) << failed.err.constData();
 

@@ -6,6 +6,8 @@
 #include "HXOAuth1SignatureDynamicValue.h"
 #include "HXURLEncodingDynamicValue.h"
 
+#include "HXCLITestRunner.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -39,11 +41,9 @@ protected:
     // Runs kea-cli; its output, or a failure.
     QString run(const QStringList &arguments)
     {
-        QProcess process;
-        process.start(QStringLiteral(KEA_CLI_PATH), arguments);
-        EXPECT_TRUE(process.waitForFinished(20000));
-        EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().constData();
-        return QString::fromUtf8(process.readAllStandardOutput());
+        const HXCLIRun result = HXRunCLI(arguments);
+        EXPECT_EQ(result.status, 0) << result.err.constData();
+        return QString::fromUtf8(result.out);
     }
 
     // Adds a request and returns what "kea-cli show" prints for it.
