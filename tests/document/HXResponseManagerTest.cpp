@@ -167,6 +167,25 @@ TEST_F(ResponseManagerTest, AnUnreadableStoreIsTrashedWithItsCompanionsAndRecrea
               QByteArray("after recovery"));
 }
 
+TEST_F(ResponseManagerTest, AStoreWithADamagedSchemaPageIsRecreatedOnTheNextStart)
+{
+    addResponse(u"A"_s, 1, "before the damage");
+    HXResponseManager::sharedManager()->saveUpdates();
+    HXResponseManager::resetSharedManager();
+    // Keep the file header, overwrite the rest of the first page (the schema).
+    const QString path = storePath(QStringLiteral("Responses.sqlite"));
+    QByteArray bytes = HXTest::readFile(path);
+    ASSERT_GT(bytes.size(), 4096);
+    for (int i = 100; i < 4096; ++i)
+        bytes[i] = char(0xA5);
+    ASSERT_TRUE(HXTest::writeFile(path, bytes));
+
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    EXPECT_TRUE(logged(QStringLiteral("Reset HXResponseManager persistent store")));
+    EXPECT_EQ(manager->countOfResponses(), 0);
+    EXPECT_EQ(manager->database()->integrityCheck(), u"ok"_s);
+}
+
 TEST_F(ResponseManagerTest, AStoreOfAnotherVersionOrShapeIsRecreated)
 {
     const QString path = storePath(QStringLiteral("Responses.sqlite"));
