@@ -6,7 +6,7 @@
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
-#include "HXUserDefaults.h"
+#include "HXUIPreferencesManager.h"
 
 #include <QJsonDocument>
 
@@ -124,10 +124,6 @@ HXRequestGroup *findFolder(HXDocument &document, const QString &path, bool creat
 
 namespace {
 
-QString selectedEnvironmentKey(const HXDocument &document)
-{
-    return QStringLiteral("KeaCLISelectedEnvironment.%1").arg(document.documentUUID());
-}
 
 } // namespace
 
@@ -151,8 +147,7 @@ HXEnvironment *environmentNamed(HXDocument &document, const QString &name)
 
 HXEnvironment *restoreSelectedEnvironment(HXDocument &document)
 {
-    const QString remembered = HXUserDefaults::standardUserDefaults().stringForKey(selectedEnvironmentKey(document));
-    HXEnvironment *environment = remembered.isEmpty() ? nullptr : environmentNamed(document, remembered);
+    HXEnvironment *environment = HXUIPreferencesManager::sharedManager()->selectedEnvironmentForDocument(&document);
     if (environment == nullptr) {
         const QList<HXEnvironment *> all = HXEnvironment::environmentsSortedByName(document.managedObjectContext());
         environment = all.isEmpty() ? nullptr : all.first();
@@ -163,11 +158,9 @@ HXEnvironment *restoreSelectedEnvironment(HXDocument &document)
 
 void rememberSelectedEnvironment(const HXDocument &document, const HXEnvironment *environment)
 {
-    HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
-    if (environment != nullptr)
-        defaults.setObject(environment->name(), selectedEnvironmentKey(document));
-    else
-        defaults.removeObjectForKey(selectedEnvironmentKey(document));
+    HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
+    preferences->setSelectedEnvironment(environment, &document);
+    preferences->saveUpdates();
 }
 
 } // namespace HXCLI

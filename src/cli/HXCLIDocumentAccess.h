@@ -38,8 +38,8 @@ HXRequestGroup *findFolder(HXDocument &document, const QString &path, bool creat
 QString storedDynamicString(const QString &given);
 
 // The environment chosen with "kea-cli env FILE choose NAME" is kept in the
-// settings under a key made from the document's identifier (the document
-// itself is not changed). Makes that environment current in `document`; with
+// user-interface store under the document's identifier, as the application
+// keeps it (the document itself is not changed). Makes that environment current in `document`; with
 // no choice remembered (or a choice that no longer exists), the first
 // environment by name. Returns the current environment, or null when the
 // document has none.
