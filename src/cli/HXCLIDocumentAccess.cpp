@@ -122,10 +122,7 @@ HXRequestGroup *findFolder(HXDocument &document, const QString &path, bool creat
     return folder;
 }
 
-namespace {
-
-
-} // namespace
+namespace {} // namespace
 
 QString storedDynamicString(const QString &given)
 {
