@@ -122,8 +122,6 @@ HXRequestGroup *findFolder(HXDocument &document, const QString &path, bool creat
     return folder;
 }
 
-namespace {} // namespace
-
 QString storedDynamicString(const QString &given)
 {
     QJsonParseError error;
