@@ -52,16 +52,16 @@ HXManagedObject *HXEntityDescription::newObject() const
     return m_factory ? m_factory() : new HXManagedObject();
 }
 
-void HXManagedObjectModel::addEntity(EntitySpec spec)
+void HXManagedObjectModel::addEntity(EntityDefinition definition)
 {
     auto entity = std::make_unique<HXEntityDescription>();
-    entity->m_name = spec.name;
-    entity->m_abstract = spec.abstract;
-    entity->m_superentityName = spec.superentity;
-    entity->m_ownAttributes = spec.attributes;
-    entity->m_ownRelationships = spec.relationships;
-    entity->m_factory = std::move(spec.factory);
-    m_byName.insert(spec.name, entity.get());
+    entity->m_name = definition.name;
+    entity->m_abstract = definition.abstract;
+    entity->m_superentityName = definition.superentity;
+    entity->m_ownAttributes = definition.attributes;
+    entity->m_ownRelationships = definition.relationships;
+    entity->m_factory = std::move(definition.factory);
+    m_byName.insert(definition.name, entity.get());
     m_entities.push_back(std::move(entity));
 }
 

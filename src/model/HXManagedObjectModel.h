@@ -17,7 +17,7 @@ public:
     HXManagedObjectModel(const HXManagedObjectModel &) = delete;
     HXManagedObjectModel &operator=(const HXManagedObjectModel &) = delete;
 
-    struct EntitySpec
+    struct EntityDefinition
     {
         QString name;
         QString superentity;
@@ -26,7 +26,7 @@ public:
         QList<HXRelationshipDescription> relationships;
         HXEntityDescription::Factory factory;
     };
-    void addEntity(EntitySpec spec);
+    void addEntity(EntityDefinition spec);
     void setVersionIdentifiers(const QStringList &identifiers) { m_versionIdentifiers = identifiers; }
     // Resolves super-entities, inheritance, destinations and inverses and
     // computes the version hashes. Returns a description of the first
