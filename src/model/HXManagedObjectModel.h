@@ -26,7 +26,7 @@ public:
         QList<HXRelationshipDescription> relationships;
         HXEntityDescription::Factory factory;
     };
-    void addEntity(EntityDefinition spec);
+    void addEntity(EntityDefinition definition);
     void setVersionIdentifiers(const QStringList &identifiers) { m_versionIdentifiers = identifiers; }
     // Resolves super-entities, inheritance, destinations and inverses and
     // computes the version hashes. Returns a description of the first
