@@ -19,12 +19,7 @@ void HXEnvironment::setName(const QString &value)
 
 QList<HXEnvironmentVariableValue *> HXEnvironment::variablesValues() const
 {
-    QList<HXEnvironmentVariableValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("variablesValues"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXEnvironmentVariableValue *>(object));
-    return result;
+    return objectsForKeyAs<HXEnvironmentVariableValue>(QStringLiteral("variablesValues"));
 }
 
 namespace {

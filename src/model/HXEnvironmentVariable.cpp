@@ -26,12 +26,7 @@ void HXEnvironmentVariable::setUuid(const QString &value)
 
 QList<HXEnvironmentVariableValue *> HXEnvironmentVariable::values() const
 {
-    QList<HXEnvironmentVariableValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("values"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXEnvironmentVariableValue *>(object));
-    return result;
+    return objectsForKeyAs<HXEnvironmentVariableValue>(QStringLiteral("values"));
 }
 
 void HXEnvironmentVariable::awakeFromInsert()

@@ -61,6 +61,17 @@ public:
     void setObjectForKey(HXManagedObject *object, const QString &key);
     // The members of a to-many relationship, in the order they were added.
     QList<HXManagedObject *> objectsForKey(const QString &key) const;
+    // The same members as the entity class they are known to be.
+    template <typename T>
+    QList<T *> objectsForKeyAs(const QString &key) const
+    {
+        QList<T *> result;
+        const QList<HXManagedObject *> objects = objectsForKey(key);
+        result.reserve(objects.size());
+        for (HXManagedObject *object : objects)
+            result.append(static_cast<T *>(object));
+        return result;
+    }
     void addObjectForKey(HXManagedObject *object, const QString &key);
     void removeObjectForKey(HXManagedObject *object, const QString &key);
 

@@ -52,12 +52,7 @@ void HXRequest::setBody(const QString &value)
 
 QList<HXKeyValue *> HXRequest::headers() const
 {
-    QList<HXKeyValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("headers"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXKeyValue *>(object));
-    return result;
+    return objectsForKeyAs<HXKeyValue>(QStringLiteral("headers"));
 }
 
 bool HXRequest::followRedirects() const

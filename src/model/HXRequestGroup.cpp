@@ -14,30 +14,15 @@ void HXRequestGroup::setBaseUrl(const QString &value)
 
 QList<HXKeyValue *> HXRequestGroup::headers() const
 {
-    QList<HXKeyValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("headers"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXKeyValue *>(object));
-    return result;
+    return objectsForKeyAs<HXKeyValue>(QStringLiteral("headers"));
 }
 
 QList<HXKeyValue *> HXRequestGroup::urlParameters() const
 {
-    QList<HXKeyValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("urlParameters"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXKeyValue *>(object));
-    return result;
+    return objectsForKeyAs<HXKeyValue>(QStringLiteral("urlParameters"));
 }
 
 QList<HXKeyValue *> HXRequestGroup::bodyParameters() const
 {
-    QList<HXKeyValue *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("bodyParameters"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXKeyValue *>(object));
-    return result;
+    return objectsForKeyAs<HXKeyValue>(QStringLiteral("bodyParameters"));
 }

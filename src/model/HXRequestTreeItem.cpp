@@ -35,12 +35,7 @@ void HXRequestTreeItem::setParent(HXRequestGroup *value)
 
 QList<HXRequestTreeItem *> HXRequestTreeItem::children() const
 {
-    QList<HXRequestTreeItem *> result;
-    const QList<HXManagedObject *> objects = objectsForKey(QStringLiteral("children"));
-    result.reserve(objects.size());
-    for (HXManagedObject *object : objects)
-        result.append(static_cast<HXRequestTreeItem *>(object));
-    return result;
+    return objectsForKeyAs<HXRequestTreeItem>(QStringLiteral("children"));
 }
 
 namespace {
