@@ -95,8 +95,9 @@ QByteArray buildAndSave(int requests, const QString &path)
     if (auto saved = HXXMLStore::save(&context, path); !saved)
         return "error " + saved.error().description.toUtf8();
     const qint64 saved = timer.elapsed();
-    return QByteArray::number(built) + ' ' + QByteArray::number(saved) + ' ' + QByteArray::number(peakMegabytes(), 'f', 1) +
-           ' ' + QByteArray::number(baseline, 'f', 1) + ' ' + QByteArray::number(context.registeredObjects().size());
+    return QByteArray::number(built) + ' ' + QByteArray::number(saved) + ' ' +
+           QByteArray::number(peakMegabytes(), 'f', 1) + ' ' + QByteArray::number(baseline, 'f', 1) + ' ' +
+           QByteArray::number(context.registeredObjects().size());
 }
 
 QByteArray load(const QString &path)
