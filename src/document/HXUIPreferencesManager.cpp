@@ -275,102 +275,74 @@ std::optional<int> HXUIPreferencesManager::tabValueForRequest(const HXRequest *r
 
 void HXUIPreferencesManager::addViewType(int viewType, const HXRequest *request)
 {
-    if (RequestRecord *record = _requestRecord(request, true)) {
-        record->viewType = viewType;
-        record->dirty = true;
-    }
+    _store(_requestRecord(request, true), &RequestRecord::viewType, viewType);
 }
 
 std::optional<int> HXUIPreferencesManager::viewTypeForRequest(const HXRequest *request)
 {
-    const RequestRecord *record = _requestRecord(request, false);
-    return record != nullptr ? asInt(record->viewType) : std::nullopt;
+    return asInt(_read(_requestRecord(request, false), &RequestRecord::viewType));
 }
 
 void HXUIPreferencesManager::setResponseTextFormat(int format, const HXRequest *request)
 {
-    if (RequestRecord *record = _requestRecord(request, true)) {
-        record->responseTextFormat = format;
-        record->dirty = true;
-    }
+    _store(_requestRecord(request, true), &RequestRecord::responseTextFormat, format);
 }
 
 std::optional<int> HXUIPreferencesManager::responseTextFormatForRequest(const HXRequest *request)
 {
-    const RequestRecord *record = _requestRecord(request, false);
-    return record != nullptr ? asInt(record->responseTextFormat) : std::nullopt;
+    return asInt(_read(_requestRecord(request, false), &RequestRecord::responseTextFormat));
 }
 
 // Per document.
 
 void HXUIPreferencesManager::setOrderBy(int orderBy, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->listViewOrderBy = orderBy;
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::listViewOrderBy, orderBy);
 }
 
 std::optional<int> HXUIPreferencesManager::orderByForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? asInt(record->listViewOrderBy) : std::nullopt;
+    return asInt(_read(_documentRecord(document, false), &DocumentRecord::listViewOrderBy));
 }
 
 void HXUIPreferencesManager::setArrangeBy(int arrangeBy, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->listViewArrangeBy = arrangeBy;
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::listViewArrangeBy, arrangeBy);
 }
 
 std::optional<int> HXUIPreferencesManager::arrangeByForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? asInt(record->listViewArrangeBy) : std::nullopt;
+    return asInt(_read(_documentRecord(document, false), &DocumentRecord::listViewArrangeBy));
 }
 
 void HXUIPreferencesManager::setExpandedItems(const QSet<QString> &items, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->expandedListViewItems = joinItems(items);
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::expandedListViewItems, joinItems(items));
 }
 
 std::optional<QSet<QString>> HXUIPreferencesManager::expandedItemsForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? splitItems(record->expandedListViewItems) : std::nullopt;
+    return splitItems(_read(_documentRecord(document, false), &DocumentRecord::expandedListViewItems));
 }
 
 void HXUIPreferencesManager::setSelectedItems(const QSet<QString> &items, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->selectedListViewItems = joinItems(items);
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::selectedListViewItems, joinItems(items));
 }
 
 std::optional<QSet<QString>> HXUIPreferencesManager::selectedItemsForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? splitItems(record->selectedListViewItems) : std::nullopt;
+    return splitItems(_read(_documentRecord(document, false), &DocumentRecord::selectedListViewItems));
 }
 
 void HXUIPreferencesManager::setMainViewType(int type, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->mainViewType = type;
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::mainViewType, type);
 }
 
 std::optional<int> HXUIPreferencesManager::mainViewTypeForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? asInt(record->mainViewType) : std::nullopt;
+    return asInt(_read(_documentRecord(document, false), &DocumentRecord::mainViewType));
 }
 
 void HXUIPreferencesManager::setListViewWidth(double width, double mainViewRatio, const HXDocument *document)
@@ -393,10 +365,8 @@ HXUIPreferencesManager::getListViewWidth(const HXDocument *document)
 
 void HXUIPreferencesManager::setSelectedEnvironment(const HXEnvironment *environment, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->selectedEnvironment = environment != nullptr ? environment->objectURI() : QString();
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::selectedEnvironment,
+           environment != nullptr ? environment->objectURI() : QString());
 }
 
 HXEnvironment *HXUIPreferencesManager::selectedEnvironmentForDocument(const HXDocument *document)
@@ -415,14 +385,10 @@ HXEnvironment *HXUIPreferencesManager::selectedEnvironmentForDocument(const HXDo
 
 void HXUIPreferencesManager::setRequestInspectorHeight(double height, const HXDocument *document)
 {
-    if (DocumentRecord *record = _documentRecord(document, true)) {
-        record->requestInspectorHeight = height;
-        record->dirty = true;
-    }
+    _store(_documentRecord(document, true), &DocumentRecord::requestInspectorHeight, height);
 }
 
 std::optional<double> HXUIPreferencesManager::requestInspectorHeightForDocument(const HXDocument *document)
 {
-    const DocumentRecord *record = _documentRecord(document, false);
-    return record != nullptr ? record->requestInspectorHeight : std::nullopt;
+    return _read(_documentRecord(document, false), &DocumentRecord::requestInspectorHeight);
 }

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <optional>
+#include <type_traits>
 
 class HXDocument;
 class HXEnvironment;
@@ -94,6 +95,22 @@ private:
         std::optional<QString> selectedListViewItems, expandedListViewItems, selectedEnvironment;
         bool dirty = false;
     };
+
+    // Sets one field of a record (none: nothing to set) and marks it for saving.
+    template <typename Record, typename Value>
+    static void _store(Record *record, std::optional<Value> Record::*field, std::type_identity_t<Value> value)
+    {
+        if (record != nullptr) {
+            record->*field = std::move(value);
+            record->dirty = true;
+        }
+    }
+    // One field of a record, nothing without a record.
+    template <typename Record, typename Value>
+    static std::optional<Value> _read(const Record *record, std::optional<Value> Record::*field)
+    {
+        return record != nullptr ? record->*field : std::nullopt;
+    }
 
     RequestRecord *_requestRecord(const HXRequest *request, bool create);
     DocumentRecord *_documentRecord(const HXDocument *document, bool create);
