@@ -9,6 +9,7 @@
 #include "HXJSONParser.h"
 #include "HXJSONPrimitive.h"
 #include "HXJSONString.h"
+#include "HXJSONTestText.h"
 
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -17,28 +18,6 @@
 #include <cstdlib>
 
 namespace {
-
-QByteArray withoutWhitespace(const QByteArray &text)
-{
-    QByteArray result;
-    bool inString = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char c = text.at(i);
-        if (inString) {
-            result += c;
-            if (c == '\\' && i + 1 < text.size())
-                result += text.at(++i);
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-            result += c;
-        } else if (c != ' ' && c != '\t' && c != '\n' && c != '\r') {
-            result += c;
-        }
-    }
-    return result;
-}
 
 void checkItems(const std::shared_ptr<HXJSONItem> &item, qint64 textSize)
 {
@@ -71,7 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         (void)QJsonDocument::fromJson("[" + text + "]", &error);
         // Containers nested past the depth limit print verbatim, whitespace
         // included: compare without whitespace on both sides.
-        if (error.error == QJsonParseError::NoError && withoutWhitespace(printed) != withoutWhitespace(text))
+        if (error.error == QJsonParseError::NoError &&
+            HXJSONWithoutWhitespace(printed) != HXJSONWithoutWhitespace(text))
             std::abort();
     }
 

@@ -5,35 +5,13 @@
 #include "HXJSONOutput.h"
 #include "HXJSONPrimitive.h"
 #include "HXJSONString.h"
+#include "HXJSONTestText.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
 namespace {
-
-// The text without the whitespace between tokens.
-QByteArray withoutWhitespace(const QByteArray &text)
-{
-    QByteArray result;
-    bool inString = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char c = text.at(i);
-        if (inString) {
-            result += c;
-            if (c == '\\' && i + 1 < text.size())
-                result += text.at(++i);
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-            result += c;
-        } else if (c != ' ' && c != '\t' && c != '\n' && c != '\r') {
-            result += c;
-        }
-    }
-    return result;
-}
 
 QString print(const QString &text, const std::function<void(HXJSONParser &)> &configure = {})
 {
@@ -104,7 +82,7 @@ TEST(HXJSONParserTest, RangesCountUTF16UnitsOfTheText)
 TEST(HXJSONParserTest, PrintsWithDefaultAndPrettySettings)
 {
     const QString text = QStringLiteral("{ \"a\" : 1,\n \"b\": [true, null, \"x\\/y\\u00e9\"], \"c\": {}, \"d\": [] }");
-    EXPECT_EQ(print(text), QString::fromUtf8(withoutWhitespace(text.toUtf8())));
+    EXPECT_EQ(print(text), QString::fromUtf8(HXJSONWithoutWhitespace(text.toUtf8())));
     EXPECT_EQ(print(text, prettyTwoSpaces), QStringLiteral("{\n"
                                                            "  \"a\":1,\n"
                                                            "  \"b\":[\n"
@@ -282,7 +260,7 @@ TEST(HXJSONParserTest, EveryPrefixOfADocumentParsesSafely)
             ASSERT_TRUE(parser->printRoot(output));
             const QByteArray printed = output.takeBytes();
             if (parser->isWellFormed()) {
-                EXPECT_EQ(printed, withoutWhitespace(prefix)) << split;
+                EXPECT_EQ(printed, HXJSONWithoutWhitespace(prefix)) << split;
             }
             (void)root->cfObject();
         }
@@ -340,7 +318,7 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     const QByteArray printed = pretty.takeBytes();
     EXPECT_EQ(printed.count('\n'), 2 * limit);
     EXPECT_TRUE(printed.startsWith("[\n ["));
-    EXPECT_EQ(withoutWhitespace(printed), text);
+    EXPECT_EQ(HXJSONWithoutWhitespace(printed), text);
     (void)root->cfObject();
 
     // Brackets inside strings (after escaped quotes and backslashes too) do
