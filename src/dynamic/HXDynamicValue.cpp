@@ -1,6 +1,7 @@
 #include "HXDynamicValue.h"
 
 #include "HXDynamicLogging.h"
+#include "HXDynamicPropertyCoding.h"
 #include "HXDynamicString.h"
 #include "HXDynamicValueArchiving.h"
 #include "HXDynamicValueCatalogue.h"
@@ -20,141 +21,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString classKey = QStringLiteral("$class");
-
-bool isNumberOrBool(const QVariant &value)
-{
-    switch (value.typeId()) {
-    case QMetaType::Bool:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return true;
-    default:
-        return false;
-    }
-}
-
-// The value converted to the in-memory form of `type`; invalid when it does
-// not fit.
-QVariant normalised(const QVariant &value, HXDynamicPropertyType type)
-{
-    switch (type) {
-    case HXDynamicPropertyType::String:
-        return value.typeId() == QMetaType::QString ? value : QVariant();
-    case HXDynamicPropertyType::Integer:
-        if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float) {
-            const double d = value.toDouble();
-            if (!std::isfinite(d))
-                return QVariant();
-            return QVariant(qint64(std::clamp(d, -9.2e18, 9.2e18)));
-        }
-        return isNumberOrBool(value) ? QVariant(value.toLongLong()) : QVariant();
-    case HXDynamicPropertyType::Boolean:
-        return isNumberOrBool(value) ? QVariant(value.toDouble() != 0.0 || value.toLongLong() != 0) : QVariant();
-    case HXDynamicPropertyType::Double:
-        return isNumberOrBool(value) ? QVariant(value.toDouble()) : QVariant();
-    case HXDynamicPropertyType::Date:
-        if (value.typeId() == QMetaType::QDateTime && value.toDateTime().isValid())
-            return QVariant(value.toDateTime().toUTC());
-        return QVariant();
-    case HXDynamicPropertyType::Data:
-        return value.typeId() == QMetaType::QByteArray ? value : QVariant();
-    case HXDynamicPropertyType::KeyValueRows:
-        return value.metaType() == QMetaType::fromType<HXDynamicKeyValueRows>() ? value : QVariant();
-    case HXDynamicPropertyType::Reference:
-        if (value.metaType() == QMetaType::fromType<HXDynamicObjectReference>())
-            return value.value<HXDynamicObjectReference>().object ? value : QVariant();
-        return QVariant();
-    }
-    return QVariant();
-}
-
-double secondsSince1970(const QDateTime &date)
-{
-    return double(date.toMSecsSinceEpoch()) / 1000.0;
-}
-
-QDateTime dateFromSeconds(double seconds)
-{
-    if (!std::isfinite(seconds) || std::abs(seconds) > 1e14)
-        return QDateTime();
-    return QDateTime::fromMSecsSinceEpoch(qint64(std::llround(seconds * 1000.0)), QTimeZone::utc());
-}
-
-// Reads one stored property from its CBOR form; invalid when the type does
-// not fit.
-QVariant decodeProperty(const QCborValue &cbor, HXDynamicPropertyType type)
-{
-    auto numberOrBool = [&]() -> QVariant {
-        if (cbor.isInteger())
-            return QVariant(cbor.toInteger());
-        if (cbor.isDouble())
-            return QVariant(cbor.toDouble());
-        if (cbor.isBool())
-            return QVariant(cbor.toBool());
-        return QVariant();
-    };
-    switch (type) {
-    case HXDynamicPropertyType::String:
-    case HXDynamicPropertyType::Reference:
-        return cbor.isString() ? QVariant(cbor.toString()) : QVariant();
-    case HXDynamicPropertyType::Integer:
-    case HXDynamicPropertyType::Boolean:
-    case HXDynamicPropertyType::Double:
-        return normalised(numberOrBool(), type);
-    case HXDynamicPropertyType::Date: {
-        if (cbor.isDateTime())
-            return normalised(QVariant(cbor.toDateTime()), type);
-        if (cbor.isTag() && cbor.tag() == QCborTag(1)) {
-            const QCborValue seconds = cbor.taggedValue();
-            if (seconds.isInteger() || seconds.isDouble())
-                return normalised(QVariant(dateFromSeconds(seconds.toDouble())), type);
-        }
-        return QVariant();
-    }
-    case HXDynamicPropertyType::Data:
-        return cbor.isByteArray() ? QVariant(cbor.toByteArray()) : QVariant();
-    case HXDynamicPropertyType::KeyValueRows: {
-        if (!cbor.isArray())
-            return QVariant();
-        HXDynamicKeyValueRows rows;
-        const QCborArray array = cbor.toArray();
-        for (const QCborValue &item : array) {
-            if (!item.isArray())
-                continue;
-            const QCborArray fields = item.toArray();
-            HXDynamicKeyValueRow row;
-            row.name = fields.at(0).isString() ? fields.at(0).toString() : QString();
-            row.value = fields.at(1).isString() ? fields.at(1).toString() : QString();
-            const QCborValue enabled = fields.at(2);
-            if (enabled.isBool())
-                row.enabled = enabled.toBool();
-            else if (enabled.isInteger())
-                row.enabled = enabled.toInteger() != 0;
-            else if (enabled.isDouble())
-                row.enabled = enabled.toDouble() != 0.0;
-            rows.append(row);
-        }
-        return QVariant::fromValue(rows);
-    }
-    }
-    return QVariant();
-}
-
-void writeText(QCborStreamWriter &writer, const QString &text)
-{
-    writer.append(text);
-}
 
 QString describe(const QVariant &value)
 {
@@ -263,7 +129,7 @@ bool HXDynamicValue::setValue(const QString &key, const QVariant &value)
         m_values.remove(key);
         return true;
     }
-    const QVariant stored = normalised(value, property->type);
+    const QVariant stored = HXDynamicPropertyCoding::normalised(value, property->type);
     if (!stored.isValid())
         return false;
     m_values.insert(key, stored);
@@ -334,7 +200,7 @@ std::optional<QList<HXDynamicChoice>> HXDynamicValue::valueForUndefinedKey(const
     choices.reserve(objects->size());
     for (const QVariant &object : *objects) {
         HXDynamicChoice choice{object, QString()};
-        if (isNumberOrBool(object)) {
+        if (HXDynamicPropertyCoding::isNumberOrBool(object)) {
             if (std::optional<QString> label = localizedStringFor(base, object))
                 choice.descriptiveString = *label;
         }
@@ -372,51 +238,18 @@ QByteArray HXDynamicValue::keyedArchive() const
     writer.startMap(quint64(entries.size() + 1));
     for (qsizetype i = 0; i <= qsizetype(entries.size()); ++i) {
         if (i == classIndex) {
-            writeText(writer, classKey);
-            writeText(writer, className());
+            writer.append(classKey);
+            writer.append(className());
         }
         if (i == qsizetype(entries.size()))
             break;
         const Entry &entry = entries[size_t(i)];
-        writeText(writer, entry.key);
-        switch (entry.property->type) {
-        case HXDynamicPropertyType::String:
-            writeText(writer, entry.value.toString());
-            break;
-        case HXDynamicPropertyType::Integer:
-            writer.append(entry.value.toLongLong());
-            break;
-        case HXDynamicPropertyType::Boolean:
-            writer.append(entry.value.toBool());
-            break;
-        case HXDynamicPropertyType::Double:
-            writer.append(entry.value.toDouble());
-            break;
-        case HXDynamicPropertyType::Date:
-            writer.append(QCborTag(1));
-            writer.append(secondsSince1970(entry.value.toDateTime()));
-            break;
-        case HXDynamicPropertyType::Data:
-            writer.append(entry.value.toByteArray());
-            break;
-        case HXDynamicPropertyType::KeyValueRows: {
-            const HXDynamicKeyValueRows rows = entry.value.value<HXDynamicKeyValueRows>();
-            writer.startArray(quint64(rows.size()));
-            for (const HXDynamicKeyValueRow &row : rows) {
-                writer.startArray(3);
-                writeText(writer, row.name);
-                writeText(writer, row.value);
-                writer.append(row.enabled);
-                writer.endArray();
-            }
-            writer.endArray();
-            break;
-        }
-        case HXDynamicPropertyType::Reference:
-            writeText(writer,
-                      HXDynamicValueArchiving::archivedValueForObject(
-                          entry.property->archivingClass, *this, entry.value.value<HXDynamicObjectReference>().object));
-            break;
+        writer.append(entry.key);
+        if (entry.property->type == HXDynamicPropertyType::Reference) {
+            writer.append(HXDynamicValueArchiving::archivedValueForObject(
+                entry.property->archivingClass, *this, entry.value.value<HXDynamicObjectReference>().object));
+        } else {
+            HXDynamicPropertyCoding::write(writer, entry.property->type, entry.value);
         }
     }
     writer.endMap();
@@ -443,7 +276,7 @@ HXDynamicValuePtr HXDynamicValue::valueWithKeyedArchive(const QByteArray &archiv
             const QCborValue stored = map.value(property.key);
             if (stored.isUndefined() || stored.isNull())
                 continue;
-            QVariant decoded = decodeProperty(stored, property.type);
+            QVariant decoded = HXDynamicPropertyCoding::decode(stored, property.type);
             if (!decoded.isValid())
                 continue;
             if (property.type == HXDynamicPropertyType::Reference) {
