@@ -1,17 +1,14 @@
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXDocument.h"
 #include "HXDynamicString.h"
-#include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
-#include "HXNonceDynamicValue.h"
 #include "HXOAuth1HeaderDynamicValue.h"
 #include "HXOAuth1SignatureDynamicValue.h"
 #include "HXOAuth1Signing.h"
 #include "HXRequest.h"
 #include "HXStringAdditions.h"
-#include "HXTimestampDynamicValue.h"
 
 #include <QRegularExpression>
 
@@ -69,40 +66,6 @@ std::shared_ptr<HXOAuth1SignatureDynamicValue> signatureValue(const QString &con
 }
 
 } // namespace
-
-TEST(HXOAuth1DynamicValues, DefaultsTitlesAndChoices)
-{
-    auto header = HXDynamicValue::make<HXOAuth1HeaderDynamicValue>();
-    EXPECT_EQ(header->algorithm(), QStringLiteral("HMAC-SHA1"));
-    EXPECT_EQ(header->consumerKey(), QString());
-    const auto nonce = std::dynamic_pointer_cast<HXNonceDynamicValue>(
-        HXDynamicValueEngine::unarchiveAttributedString(header->nonce()).onlyDynamicValue());
-    ASSERT_TRUE(nonce);
-    EXPECT_EQ(nonce->length(), 32);
-    const auto timestamp = std::dynamic_pointer_cast<HXTimestampDynamicValue>(
-        HXDynamicValueEngine::unarchiveAttributedString(header->timestamp()).onlyDynamicValue());
-    ASSERT_TRUE(timestamp);
-    EXPECT_EQ(timestamp->format(), quint32(HXTimestampDynamicValue::FormatEpochTime));
-    EXPECT_EQ(header->displayString(), QStringLiteral("OAuth 1.0 Authorization Header"));
-
-    auto signature = HXDynamicValue::make<HXOAuth1SignatureDynamicValue>();
-    EXPECT_TRUE(signature->URLEncoded());
-    EXPECT_EQ(signature->algorithm(), QStringLiteral("HMAC-SHA1"));
-    EXPECT_EQ(signature->displayString(), QStringLiteral("OAuth 1.0 Signature"));
-    const auto choices = signature->valueForUndefinedKey(QStringLiteral("algorithmContent"));
-    ASSERT_TRUE(choices);
-    ASSERT_EQ(choices->size(), 3);
-    EXPECT_EQ(choices->at(0).object.toString(), QStringLiteral("HMAC-SHA1"));
-    EXPECT_EQ(choices->at(1).object.toString(), QStringLiteral("RSA-SHA1"));
-    EXPECT_EQ(choices->at(2).object.toString(), QStringLiteral("PLAINTEXT"));
-
-    // Registered, and a stored token reads back with its properties.
-    const HXDynamicValuePtr read =
-        HXDynamicValueEngine::unarchiveAttributedString(header->archivedString()).onlyDynamicValue();
-    ASSERT_TRUE(read);
-    EXPECT_TRUE(read->isEqual(*header));
-    EXPECT_EQ(HXDynamicValueCatalogue::kindForClassName(header->className())->group, QStringLiteral("Authorization"));
-}
 
 TEST(HXOAuth1DynamicValues, PlainTextUnsupportedAlgorithmsAndPlacement)
 {
