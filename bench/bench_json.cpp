@@ -205,7 +205,7 @@ int printFile(const QString &path)
     settings.prettyPrint = true;
     settings.indentWithSpaces = true;
     settings.indentSize = 2;
-    settings.configure(*parser);
+    settings.configure(parser->printer());
     bool printed = false;
     {
         HXJSONOutput output([](const char *bytes, qsizetype size) { std::fwrite(bytes, 1, size_t(size), stdout); });

@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (primitive && primitive->primitiveType() == HXJSONPrimitive::String && primitive->value().isValid()) {
         const QString value = primitive->value().toString();
         const uint options = (flags & 0x33) != 0 ? (flags & 0x33) : 0x22u;
-        parser->setPrintingStringOptions(options);
+        parser->printer().setStringOptions(options);
         const QString expected = u'"' +
                                  HXJSONString::escapeJSONStringWithRange(value, {0, value.size()}, (options & 0xF) != 2,
                                                                          (options >> 4) != 2) +
@@ -72,10 +72,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
 
     // Every other setting, chosen by the first byte.
-    parser->setPrintingNewlines(flags & 1);
-    parser->setPrintingIndentString(flags & 2 ? QStringLiteral("\t") : QString());
-    parser->setPrintingSortDictKeys(flags & 4);
-    parser->setPrintingStringOptions(flags >> 3);
+    parser->printer().setNewlines(flags & 1);
+    parser->printer().setIndentString(flags & 2 ? QStringLiteral("\t") : QString());
+    parser->printer().setSortDictKeys(flags & 4);
+    parser->printer().setStringOptions(flags >> 3);
     HXJSONOutput pretty;
     (void)parser->printRoot(pretty);
 

@@ -83,12 +83,12 @@ int formatJSON(const FormatOptions &options, QByteArray input)
     if (options.compact) {
         // The parser's own defaults (no whitespace, strings as written),
         // changed only by the options given.
-        parser->setPrintingSortDictKeys(options.sortKeys);
+        parser->printer().setSortDictKeys(options.sortKeys);
         if (options.escapeUnicode || options.escapeSlashes) {
             HXJSONPrintingSettings escaping;
             escaping.escapeUnicodeCharacters = options.escapeUnicode;
             escaping.escapeForwardSlashes = options.escapeSlashes;
-            parser->setPrintingStringOptions(escaping.stringOptions());
+            parser->printer().setStringOptions(escaping.stringOptions());
         }
     } else {
         HXJSONPrintingSettings settings = HXJSONPrintingSettings::fromStandardUserDefaults();
@@ -104,7 +104,7 @@ int formatJSON(const FormatOptions &options, QByteArray input)
         settings.sortKeys = settings.sortKeys || options.sortKeys;
         settings.escapeUnicodeCharacters = settings.escapeUnicodeCharacters || options.escapeUnicode;
         settings.escapeForwardSlashes = settings.escapeForwardSlashes || options.escapeSlashes;
-        settings.configure(*parser);
+        settings.configure(parser->printer());
     }
 
     // Printed straight to standard output in chunks: a large document is

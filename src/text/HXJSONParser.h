@@ -46,20 +46,9 @@ public:
 
     QString string() const;
 
-    // The printing options, kept by the printer (see HXJSONPrinter).
+    // The printer of this parser's tree, with its layout options.
+    HXJSONPrinter &printer() { return m_printer; }
     const HXJSONPrinter &printer() const { return m_printer; }
-    QString printingIndentString() const { return m_printer.indentString(); }
-    void setPrintingIndentString(const QString &indent) { m_printer.setIndentString(indent); }
-    bool printingNewlines() const { return m_printer.newlines(); }
-    void setPrintingNewlines(bool newlines) { m_printer.setNewlines(newlines); }
-    uint printingStringOptions() const { return m_printer.stringOptions(); }
-    void setPrintingStringOptions(uint options) { m_printer.setStringOptions(options); }
-    QString printingKeyValueSeparator() const { return m_printer.keyValueSeparator(); }
-    void setPrintingKeyValueSeparator(const QString &separator) { m_printer.setKeyValueSeparator(separator); }
-    QString printingObjectSeparator() const { return m_printer.objectSeparator(); }
-    void setPrintingObjectSeparator(const QString &separator) { m_printer.setObjectSeparator(separator); }
-    bool printingSortDictKeys() const { return m_printer.sortDictKeys(); }
-    void setPrintingSortDictKeys(bool sort) { m_printer.setSortDictKeys(sort); }
 
     // Tokenizes the text and builds the tree; the root item, or none when the
     // text holds no item. Tokenizer errors are not reported: `error`, when

@@ -1,6 +1,6 @@
 #include "HXJSONPrintingSettings.h"
 
-#include "HXJSONParser.h"
+#include "HXJSONPrinter.h"
 #include "HXUserDefaults.h"
 
 HXJSONPrintingSettings HXJSONPrintingSettings::fromUserDefaults(const HXUserDefaults &defaults)
@@ -33,12 +33,12 @@ uint HXJSONPrintingSettings::stringOptions() const
     return (escapeUnicodeCharacters ? 0x1u : 0x2u) | (escapeForwardSlashes ? 0x10u : 0x20u);
 }
 
-void HXJSONPrintingSettings::configure(HXJSONParser &parser) const
+void HXJSONPrintingSettings::configure(HXJSONPrinter &printer) const
 {
-    parser.setPrintingNewlines(prettyPrint);
-    parser.setPrintingIndentString(prettyPrint ? indentString() : QString());
-    parser.setPrintingKeyValueSeparator(prettyPrint ? QStringLiteral(": ") : QStringLiteral(":"));
-    parser.setPrintingObjectSeparator(QStringLiteral(","));
-    parser.setPrintingSortDictKeys(sortKeys);
-    parser.setPrintingStringOptions(stringOptions());
+    printer.setNewlines(prettyPrint);
+    printer.setIndentString(prettyPrint ? indentString() : QString());
+    printer.setKeyValueSeparator(prettyPrint ? QStringLiteral(": ") : QStringLiteral(":"));
+    printer.setObjectSeparator(QStringLiteral(","));
+    printer.setSortDictKeys(sortKeys);
+    printer.setStringOptions(stringOptions());
 }

@@ -2,11 +2,11 @@
 
 #include <QString>
 
-class HXJSONParser;
+class HXJSONPrinter;
 class HXUserDefaults;
 
 // How JSON bodies are shown: the "HXUserDefaultJSON..." settings, and how
-// they configure a parser's printing.
+// they configure a JSON printer.
 struct HXJSONPrintingSettings
 {
     bool prettyPrint = true;
@@ -23,9 +23,9 @@ struct HXJSONPrintingSettings
 
     // The indent of one level: indentSize spaces, or a tab.
     QString indentString() const;
-    // The parser's printingStringOptions for the two escaping settings.
+    // The printer's stringOptions for the two escaping settings.
     uint stringOptions() const;
     // Pretty printing: newlines, the indent and ": " between key and value;
     // otherwise no whitespace. Strings are re-escaped by the escaping settings.
-    void configure(HXJSONParser &parser) const;
+    void configure(HXJSONPrinter &printer) const;
 };

@@ -136,7 +136,8 @@ std::optional<QString> HXJSONString::unescapedJSONStringWithRange(const QString 
 
 QString HXJSONString::stringByPrettyPrintingJSON(const QString &text, const HXJSONPrintingSettings &settings)
 {
-    return HXJSONParser::prettyPrintJSONString(text, [&](HXJSONParser &parser) { settings.configure(parser); });
+    return HXJSONParser::prettyPrintJSONString(text,
+                                               [&](HXJSONParser &parser) { settings.configure(parser.printer()); });
 }
 
 QString HXJSONString::stringByPrettyPrintingJSON(const QString &text)

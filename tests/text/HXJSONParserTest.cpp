@@ -20,8 +20,8 @@ QString print(const QString &text, const std::function<void(HXJSONParser &)> &co
 
 void prettyTwoSpaces(HXJSONParser &parser)
 {
-    parser.setPrintingNewlines(true);
-    parser.setPrintingIndentString(QStringLiteral("  "));
+    parser.printer().setNewlines(true);
+    parser.printer().setIndentString(QStringLiteral("  "));
 }
 
 } // namespace
@@ -96,9 +96,9 @@ TEST(HXJSONParserTest, PrintsWithDefaultAndPrettySettings)
     // Separators and an indent without newlines, as configured.
     EXPECT_EQ(print(QStringLiteral("[1,{\"k\":2}]"),
                     [](HXJSONParser &parser) {
-                        parser.setPrintingIndentString(QStringLiteral("."));
-                        parser.setPrintingObjectSeparator(QStringLiteral(", "));
-                        parser.setPrintingKeyValueSeparator(QStringLiteral(" = "));
+                        parser.printer().setIndentString(QStringLiteral("."));
+                        parser.printer().setObjectSeparator(QStringLiteral(", "));
+                        parser.printer().setKeyValueSeparator(QStringLiteral(" = "));
                     }),
               QStringLiteral("[.1, .{..\"k\" = 2.}]"));
     // An item printed at a deeper level indents relative to that level.
@@ -110,7 +110,7 @@ TEST(HXJSONParserTest, PrintsWithDefaultAndPrettySettings)
 TEST(HXJSONParserTest, SortsMembersByKeyKeepingValuesWithTheirKeys)
 {
     const QString text = QStringLiteral(R"({"b":[2,{"z":1,"y":2}],"a":"first","B":null,"a":"second"})");
-    EXPECT_EQ(print(text, [](HXJSONParser &parser) { parser.setPrintingSortDictKeys(true); }),
+    EXPECT_EQ(print(text, [](HXJSONParser &parser) { parser.printer().setSortDictKeys(true); }),
               QStringLiteral(R"({"B":null,"a":"first","a":"second","b":[2,{"y":2,"z":1}]})"));
     // Without sorting the text order stays; the later duplicate wins in the plain value.
     HXJSONParser parser(text);
@@ -122,7 +122,7 @@ TEST(HXJSONParserTest, StringOptionsReescapeValuesButNeverKeys)
 {
     const QString text = QStringLiteral(u"{\"k\\u00e9/\":\"é\u0080/\\u00e9\\n\\/\"}");
     auto withOptions = [&](uint options) {
-        return print(text, [options](HXJSONParser &parser) { parser.setPrintingStringOptions(options); });
+        return print(text, [options](HXJSONParser &parser) { parser.printer().setStringOptions(options); });
     };
     EXPECT_EQ(withOptions(0), text);
     EXPECT_EQ(withOptions(0x01), QStringLiteral(u"{\"k\\u00e9/\":\"\\u00e9\u0080\\/\\u00e9\\n\\/\"}"));
@@ -163,7 +163,7 @@ TEST(HXJSONParserTest, ReescapedStringsMatchTheStringFunctions)
         ASSERT_TRUE(value) << content.constData();
         for (const uint option : options) {
             auto parser = HXJSONParser::fromUtf8("[\"" + content + "\"]");
-            parser->setPrintingStringOptions(option);
+            parser->printer().setStringOptions(option);
             HXJSONOutput output;
             ASSERT_TRUE(parser->printRoot(output));
             const QString expected = QStringLiteral("[\"") +
@@ -311,8 +311,8 @@ TEST(HXJSONParserTest, DeepNestingFallsBackToVerbatimText)
     EXPECT_FALSE(verbatim->value().isValid());
     EXPECT_EQ(verbatim->range(), (HXJSONRange{limit, 2 * (depth - limit)}));
 
-    parser->setPrintingNewlines(true);
-    parser->setPrintingIndentString(QStringLiteral(" "));
+    parser->printer().setNewlines(true);
+    parser->printer().setIndentString(QStringLiteral(" "));
     HXJSONOutput pretty;
     ASSERT_TRUE(parser->printRoot(pretty));
     const QByteArray printed = pretty.takeBytes();

@@ -133,10 +133,10 @@ TEST(HXJSONTestSuiteTest, RejectedAndUndecidedFilesAreHandledSafely)
         const qint64 started = threadMilliseconds();
         const QByteArray text = HXTest::readFile(path);
         auto parser = HXJSONParser::fromUtf8(text);
-        parser->setPrintingNewlines(true);
-        parser->setPrintingIndentString(QStringLiteral("  "));
-        parser->setPrintingSortDictKeys(true);
-        parser->setPrintingStringOptions(0x11);
+        parser->printer().setNewlines(true);
+        parser->printer().setIndentString(QStringLiteral("  "));
+        parser->printer().setSortDictKeys(true);
+        parser->printer().setStringOptions(0x11);
         if (const auto root = parser->parseWithError()) {
             EXPECT_LE(root->range().end(), parser->string().size());
             HXJSONOutput output;
