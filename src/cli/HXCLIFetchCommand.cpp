@@ -36,7 +36,10 @@ public:
                                                                  const QString &host,
                                                                  std::function<void(bool)> completionBlock) override
     {
-        const QList<QSslError> errors = trust.evaluate();
+        HXServerTrust judged = trust;
+        judged.extraCAFiles = HXServerTrust::extraCAFilesWith(
+            HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultTLSExtraCAFiles")));
+        const QList<QSslError> errors = judged.evaluate();
         for (const QSslError &sslError : errors)
             HXCLI::writeErr(QStringLiteral("kea-cli: fetch: %1: %2\n").arg(host, sslError.errorString()));
         completionBlock(errors.isEmpty());
@@ -213,6 +216,7 @@ int runFetch(const QStringList &arguments)
     QEventLoop loop;
     FetchDelegate delegate(loop);
     HXGCDHTTPRequest request(url);
+    request.setURLText(urlText);
     request.setMethod(!method.isEmpty() ? method : hasBody ? QStringLiteral("POST") : QStringLiteral("GET"));
     request.setRequestHeaders(headers);
     request.setRequestBodyData(body);

@@ -43,7 +43,7 @@ public:
     // defaults appended to `headers` (in place), the empty line, the body.
     // Request line and headers are ASCII (other characters become "?").
     static QByteArray HTTPMessageWith(const QUrl &url, const QString &method, HXHTTPHeaderList &headers,
-                                      const QByteArray &body, int proxyMode);
+                                      const QByteArray &body, int proxyMode, const QString &urlText = QString());
     // The request target of the request line for a proxy mode.
     static QByteArray requestTargetWith(const QUrl &url, int proxyMode);
 

@@ -78,6 +78,7 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     if (userInfo && userInfo->redirectLocation) {
         // A Location is resolved against the URL that answered with it.
         const QString location = *userInfo->redirectLocation;
+        const std::optional<QUrl> evaluatedURL = assembly.URL;
         if (location.startsWith(u"http://") || location.startsWith(u"https://")) {
             assembly.URL = QUrl(location);
         } else {
@@ -96,6 +97,19 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
                     continue;
                 }
                 kept.append(entry);
+            }
+            assembly.headers = kept;
+        }
+        // Cookies belong to the origin they were written for.
+        const auto origin = [](const QUrl &url) {
+            return std::tuple(url.scheme().toLower(), url.host().toLower(),
+                              url.port(url.scheme() == u"https" ? 443 : 80));
+        };
+        if (!evaluatedURL || origin(*evaluatedURL) != origin(*assembly.URL)) {
+            HXRequestHeaderList kept;
+            for (const HXRequestHeaderEntry &entry : assembly.headers) {
+                if (!HXRequestHeaderList::nameIsLike(entry.name, QStringLiteral("Cookie")))
+                    kept.append(entry);
             }
             assembly.headers = kept;
         }
@@ -316,7 +330,7 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     if (statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull()) {
         if (info.redirectCount >= maximumRedirects) {
             _reportFailure(request,
-                           HXError(HXHTTPRequestErrorDomain, tooManyRedirectsErrorCode, tr("Too many redirects")),
+                           HXHTTPRequestError(HXHTTPRequestErrorCode::TooManyRedirects, tr("Too many redirects")),
                            request->method(), answeredURL.toString());
             _handleNextRequestIfNeeded();
             return;
@@ -387,7 +401,15 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
     std::function<void(bool)> completionBlock)
 {
     Q_UNUSED(engineRequest);
-    Q_UNUSED(trust);
+    // A chain that the system's roots (or the user's extra CA files) vouch
+    // for, issued for this host, needs no question.
+    HXServerTrust judged = trust;
+    judged.extraCAFiles = HXServerTrust::extraCAFilesWith(
+        HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultTLSExtraCAFiles")));
+    if (judged.isTrusted()) {
+        completionBlock(true);
+        return;
+    }
     HXPresenter::Alert alert;
     alert.message = tr("Kea can't verify the identity of the remote server \"%1\".").arg(host);
     alert.informativeText = tr("Please review the certificate chain below. You may compromize the informations you "
