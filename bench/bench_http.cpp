@@ -12,6 +12,7 @@
 #include "HXGzipDecoder.h"
 #include "HXGzipEncoder.h"
 #include "HXHTTPBodyDecoder.h"
+#include "HXHTTPSettings.h"
 #include "HXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -321,6 +322,7 @@ int runKeaClient(const QString &url, int count, bool insecure)
         Delegate delegate;
         delegate.loop = &loop;
         HXGCDHTTPRequest request((QUrl(url)));
+        request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         request.setTimeoutInterval(120);
         request.setIgnoreSSLCertificatesValidation(insecure);
         request.setDelegate(&delegate);

@@ -3,6 +3,7 @@
 
 #include "HXCLICommand.h"
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXUserDefaults.h"
 
 #include <QEventLoop>
@@ -36,10 +37,7 @@ public:
                                                                  const QString &host,
                                                                  std::function<void(bool)> completionBlock) override
     {
-        HXServerTrust judged = trust;
-        judged.extraCAFiles = HXServerTrust::extraCAFilesWith(
-            HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultTLSExtraCAFiles")));
-        const QList<QSslError> errors = judged.evaluate();
+        const QList<QSslError> errors = trust.evaluate();
         for (const QSslError &sslError : errors)
             HXCLI::writeErr(QStringLiteral("kea-cli: fetch: %1: %2\n").arg(host, sslError.errorString()));
         completionBlock(errors.isEmpty());
@@ -217,6 +215,7 @@ int runFetch(const QStringList &arguments)
     FetchDelegate delegate(loop);
     HXGCDHTTPRequest request(url);
     request.setURLText(urlText);
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
     request.setMethod(!method.isEmpty() ? method : hasBody ? QStringLiteral("POST") : QStringLiteral("GET"));
     request.setRequestHeaders(headers);
     request.setRequestBodyData(body);

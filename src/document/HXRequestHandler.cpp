@@ -2,6 +2,7 @@
 
 #include "HXDesktopServices.h"
 #include "HXDocument.h"
+#include "HXHTTPSettings.h"
 #include "HXModelLogging.h"
 #include "HXNotificationCenter.h"
 #include "HXPresenter.h"
@@ -126,6 +127,7 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     HXHTTPRequest *engineRequest = created.release();
     engineRequest->setParent(this);
     engineRequest->setDelegate(this);
+    engineRequest->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
 
     const QVariant storedTimeout = request->valueForKey(QStringLiteral("timeoutInterval"));
     float timeout = storedTimeout.isValid() ? float(storedTimeout.toDouble()) : 0.0f;
@@ -401,10 +403,7 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
     Q_UNUSED(engineRequest);
     // A chain that the system's roots (or the user's extra CA files) vouch
     // for, issued for this host, needs no question.
-    HXServerTrust judged = trust;
-    judged.extraCAFiles = HXServerTrust::extraCAFilesWith(
-        HXUserDefaults::standardUserDefaults().stringForKey(QStringLiteral("HXUserDefaultTLSExtraCAFiles")));
-    if (judged.isTrusted()) {
+    if (trust.isTrusted()) {
         completionBlock(true);
         return;
     }

@@ -3,7 +3,6 @@
 #include "HXGCDHTTPRequestTransfer.h"
 #include "HXHTTPEngineThread.h"
 #include "HXHTTPRequestMessage.h"
-#include "HXUserDefaults.h"
 
 HXGCDHTTPRequest::HXGCDHTTPRequest(const QUrl &url, QObject *parent)
     : HXHTTPRequest(url, parent), m_link(std::make_shared<HXGCDHTTPRequestLink>())
@@ -32,6 +31,7 @@ void HXGCDHTTPRequest::_start()
 {
     auto transfer = std::make_shared<HXGCDHTTPRequestTransfer>();
     transfer->url = URL();
+    transfer->settings = settings();
     transfer->urlText = URLText();
     transfer->method = method();
     transfer->requestHeaders = requestHeaders();
@@ -65,10 +65,10 @@ void HXGCDHTTPRequest::timeoutFired()
     HXHTTPEngineThread::post([transfer = m_transfer] { transfer->failWithError(HXHTTPRequestTimedOutError()); });
 }
 
-void HXGCDHTTPRequest::getProxyConfigurationForURL(const QUrl &url, HXHTTPProxyConfiguration::Callback callback,
-                                                   QObject *callbackQueue)
+void HXGCDHTTPRequest::getProxyConfigurationForURL(const QUrl &url, const HXHTTPSettings &settings,
+                                                   HXHTTPProxyConfiguration::Callback callback, QObject *callbackQueue)
 {
-    HXHTTPProxyConfiguration::getProxyConfigurationForURL(url, std::move(callback), callbackQueue);
+    HXHTTPProxyConfiguration::getProxyConfigurationForURL(url, settings, std::move(callback), callbackQueue);
 }
 
 QByteArray HXGCDHTTPRequest::requestTargetWith(const QUrl &url, int proxyMode)
@@ -77,9 +77,8 @@ QByteArray HXGCDHTTPRequest::requestTargetWith(const QUrl &url, int proxyMode)
 }
 
 QByteArray HXGCDHTTPRequest::HTTPMessageWith(const QUrl &url, const QString &method, HXHTTPHeaderList &headers,
-                                             const QByteArray &body, int proxyMode, const QString &urlText)
+                                             const QByteArray &body, int proxyMode, bool alwaysSendBody,
+                                             const QString &urlText)
 {
-    const bool alwaysSendBody =
-        HXUserDefaults::standardUserDefaults().boolForKey(QStringLiteral("HXUserDefaultHTTPAlwaysSendRequestBody"));
     return HXHTTPRequestMessage::build(url, method, headers, body, proxyMode, alwaysSendBody, urlText);
 }

@@ -37,7 +37,7 @@ void HXGCDHTTPRequestTransfer::getProxySettingsAndStart()
     status = StatusProxyLookup;
     std::weak_ptr<HXGCDHTTPRequestTransfer> weak = shared_from_this();
     HXGCDHTTPRequest::getProxyConfigurationForURL(
-        url,
+        url, settings,
         [weak](int mode, const QString &host, int port, const HXError &error) {
             if (std::shared_ptr<HXGCDHTTPRequestTransfer> self = weak.lock())
                 self->proxyDecided(mode, host, port, error);
@@ -102,8 +102,8 @@ void HXGCDHTTPRequestTransfer::writeHTTPRequestAndReadResponseHeaders()
     status = StatusWritingRequest;
     // After a CONNECT tunnel the request itself is an origin-form one.
     const int messageMode = proxyMode == HXGCDHTTPRequest::ProxyModeHTTP ? proxyMode : 0;
-    const QByteArray message =
-        HXGCDHTTPRequest::HTTPMessageWith(url, method, requestHeaders, requestBody, messageMode, urlText);
+    const QByteArray message = HXGCDHTTPRequest::HTTPMessageWith(url, method, requestHeaders, requestBody, messageMode,
+                                                                 settings.alwaysSendRequestBody, urlText);
     postToFront([headers = requestHeaders](HXGCDHTTPRequest &front) { front.setRequestHeaders(headers); });
     socketMiddleware->writeData(message, TagRequest);
 }
@@ -197,7 +197,7 @@ void HXGCDHTTPRequestTransfer::socketMiddlewareDidSecure(HXGCDAsyncSocketMiddlew
     }
     // The delegate judges the chain on the main thread, with the time
     // limit suspended while it does.
-    HXServerTrust trust{chain, connectionSSLPeerName};
+    HXServerTrust trust{chain, connectionSSLPeerName, settings.extraCAFiles};
     std::weak_ptr<HXGCDHTTPRequestTransfer> weak = shared_from_this();
     std::shared_ptr<HXGCDHTTPRequestLink> frontLink = link;
     postToFront([trust, weak, frontLink](HXGCDHTTPRequest &front) {

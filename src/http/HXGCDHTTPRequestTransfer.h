@@ -3,6 +3,7 @@
 #include "HXGCDAsyncSocketMiddleware.h"
 #include "HXHTTPHeaderField.h"
 #include "HXHTTPResponseReader.h"
+#include "HXHTTPSettings.h"
 
 #include <QByteArray>
 #include <QString>
@@ -42,6 +43,7 @@ public:
     // What the request was set up with, copied at start.
     QUrl url;
     QString urlText;
+    HXHTTPSettings settings;
     QString method;
     HXHTTPHeaderList requestHeaders;
     QByteArray requestBody;

@@ -1,17 +1,8 @@
 #include "HXHTTPBodyDecoder.h"
 
-namespace {
+#include "HXHexDigit.h"
 
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
+namespace {
 
 QByteArrayView withoutLineEnd(QByteArrayView line)
 {
@@ -85,7 +76,7 @@ std::optional<quint64> HXHTTPBodyDecoder::parseChunkSize(QByteArrayView line)
         ++index;
     quint64 size = 0;
     for (; index < line.size(); ++index) {
-        const int digit = hexValue(line[index]);
+        const int digit = HXHexDigit::value(char32_t(uchar(line[index])));
         if (digit < 0)
             break;
         if (size > (quint64(1) << 58))
@@ -102,7 +93,7 @@ std::optional<quint64> HXHTTPBodyDecoder::parseStrictChunkSize(QByteArrayView li
         return std::nullopt;
     quint64 size = 0;
     for (const char c : line) {
-        const int digit = hexValue(c);
+        const int digit = HXHexDigit::value(char32_t(uchar(c)));
         if (digit < 0)
             return std::nullopt;
         size = size * 16 + quint64(digit);

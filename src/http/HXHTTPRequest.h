@@ -6,6 +6,7 @@
 #include "HXHTTPRequestDelegate.h"
 #include "HXHTTPRequestError.h"
 #include "HXHTTPRequestLibrary.h"
+#include "HXHTTPSettings.h"
 #include "HXServerTrust.h"
 
 #include <QByteArray>
@@ -70,6 +71,10 @@ public:
     // Accept any server certificate without asking the delegate.
     bool ignoreSSLCertificatesValidation() const { return m_ignoreSSLCertificatesValidation; }
     void setIgnoreSSLCertificatesValidation(bool on) { m_ignoreSSLCertificatesValidation = on; }
+    // What the request takes from the user's settings (proxy, bodies of
+    // body-less methods); its creator sets it.
+    const HXHTTPSettings &settings() const { return m_settings; }
+    void setSettings(const HXHTTPSettings &settings) { m_settings = settings; }
     bool followRedirects() const { return m_followRedirects; }
     void setFollowRedirects(bool on) { m_followRedirects = on; }
     // The longest response body accepted, after decoding; a longer one
@@ -159,6 +164,7 @@ private:
     bool m_shouldUseCache = false;
     bool m_ignoreSSLCertificatesValidation = false;
     bool m_followRedirects = false;
+    HXHTTPSettings m_settings;
     qint64 m_maximumResponseLength = defaultMaximumResponseLength;
     bool m_started = false;
     bool m_ended = false;

@@ -79,13 +79,6 @@ QSslError::SslError sslErrorFor(int verifyResult)
 
 } // namespace
 
-QStringList HXServerTrust::extraCAFilesWith(const QString &list)
-{
-    QStringList files = list.split(u':', Qt::SkipEmptyParts);
-    files += qEnvironmentVariable(extraCAFilesVariable).split(u':', Qt::SkipEmptyParts);
-    return files;
-}
-
 QList<QSslError> HXServerTrust::evaluate() const
 {
     if (chain.isEmpty())

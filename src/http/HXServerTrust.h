@@ -10,13 +10,10 @@
 // the peer's certificate chain (leaf first) and the host name it must match.
 struct HXServerTrust
 {
-    // The environment variable that names extra trusted CA files, like the
-    // "HXUserDefaultTLSExtraCAFiles" setting: PEM files separated by ":".
-    static constexpr const char *extraCAFilesVariable = "KEA_CA_FILES";
-
     QList<QSslCertificate> chain;
     QString host;
-    // PEM files whose certificates are trusted roots besides the system's.
+    // PEM files whose certificates are trusted roots besides the system's
+    // (the engine fills them from its request's HXHTTPSettings).
     QStringList extraCAFiles;
 
     // Verifies the chain against the system's trusted roots, those of Qt's
@@ -25,8 +22,4 @@ struct HXServerTrust
     // adds nothing (and is logged).
     QList<QSslError> evaluate() const;
     bool isTrusted() const { return evaluate().isEmpty(); }
-
-    // The files of a ":"-separated list (empty entries dropped), followed by
-    // those of the KEA_CA_FILES environment variable.
-    static QStringList extraCAFilesWith(const QString &list);
 };

@@ -3,6 +3,7 @@
 // file served locally that chooses between the proxy and a direct connection.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXPACScript.h"
 #include "HXTestCertificates.h"
 #include "HXTestHTTPDelegate.h"
@@ -59,6 +60,7 @@ protected:
     {
         Result result;
         result.request = std::make_unique<HXGCDHTTPRequest>(url);
+        result.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         result.request->setIgnoreSSLCertificatesValidation(true);
         result.request->setTimeoutInterval(timeout);
         result.request->setRequestHeaders({{QStringLiteral("Accept"), QStringLiteral("text/plain")}});

@@ -2,6 +2,7 @@
 // chain is judged after the handshake, by the delegate or not at all.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXTestCertificates.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
@@ -53,6 +54,7 @@ protected:
         Result result;
         result.delegate->trustAnswer = answer;
         result.request = std::make_unique<HXGCDHTTPRequest>(url);
+        result.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         result.request->setIgnoreSSLCertificatesValidation(ignoreValidation);
         result.request->setTimeoutInterval(10);
         result.request->setDelegate(result.delegate.get());
@@ -140,7 +142,7 @@ TEST_F(HXGCDHTTPRequestTLSTest, ExtraCAFilesAreTrustedRoots)
     ASSERT_TRUE(HXTest::writeFile(caFile, authority.certificatePEM));
     HXServerTrust trust{{leaf.certificate()}, QStringLiteral("127.0.0.1"), {}};
     EXPECT_FALSE(trust.isTrusted());
-    trust.extraCAFiles = HXServerTrust::extraCAFilesWith(QStringLiteral("::/nonexistent.pem:") + caFile);
+    trust.extraCAFiles = {QStringLiteral("/nonexistent.pem"), caFile};
     EXPECT_TRUE(trust.isTrusted());
     trust.host = QStringLiteral("localhost");
     EXPECT_TRUE(trust.isTrusted());
@@ -229,6 +231,7 @@ TEST_F(HXGCDHTTPRequestTLSTest, CloseNotifyEndsABodyReadUntilClose)
     QElapsedTimer timer;
     timer.start();
     HXGCDHTTPRequest request(QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.port)));
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
     HXTestHTTPDelegate delegate;
     request.setIgnoreSSLCertificatesValidation(true);
     request.setTimeoutInterval(8);
@@ -259,6 +262,7 @@ TEST_F(HXGCDHTTPRequestTLSTest, TimeLimitIsSuspendedWhileTheUserDecides)
         }
     } delegate;
     HXGCDHTTPRequest request(server.url());
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
     request.setTimeoutInterval(1.0);
     request.setDelegate(&delegate);
     request.start();

@@ -3,6 +3,7 @@
 
 #include "HXGCDHTTPRequest.h"
 #include "HXGzipEncoder.h"
+#include "HXHTTPSettings.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
@@ -48,6 +49,7 @@ protected:
     {
         auto exchange = std::make_unique<Exchange>();
         exchange->request = std::make_unique<HXGCDHTTPRequest>(url);
+        exchange->request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         exchange->request->setMethod(method);
         exchange->request->setRequestHeaders(headers);
         exchange->request->setRequestBodyData(body);
@@ -165,6 +167,7 @@ TEST_F(HXGCDHTTPRequestTest, BodiesOverTheMaximumFailAndSaySo)
         Exchange exchange;
         exchange.request = std::make_unique<HXGCDHTTPRequest>(server.url(QStringLiteral("/big")));
         exchange.request->setMaximumResponseLength(1000);
+        exchange.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         exchange.request->setDelegate(&exchange.delegate);
         exchange.request->start();
         ASSERT_TRUE(exchange.delegate.waitUntilEnded());

@@ -5,6 +5,7 @@
 #include "HXHTTPPreferences.h"
 #include "HXHTTPPreferencesProxyConfigurationOption.h"
 #include "HXHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXPACScript.h"
 #include "HXUserDefaults.h"
 
@@ -32,8 +33,9 @@ protected:
     static std::string decide(const char *url)
     {
         QUrl pac;
-        const HXHTTPProxyDecision decision =
-            HXHTTPProxyConfiguration::decisionFromSettings(QUrl(QString::fromLatin1(url)), &pac);
+        const HXHTTPProxyDecision decision = HXHTTPProxyConfiguration::decisionFromSettings(
+            QUrl(QString::fromLatin1(url)), HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()),
+            &pac);
         if (pac.isValid())
             return "pac " + pac.toString().toStdString();
         return std::to_string(decision.proxyMode) + " " + decision.host.toStdString() + ":" +
