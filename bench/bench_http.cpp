@@ -10,6 +10,9 @@
 
 #include "HXGCDHTTPRequest.h"
 #include "HXGzipDecoder.h"
+#include "HXGzipEncoder.h"
+#include "HXHTTPBodyDecoder.h"
+#include "HXHTTPSettings.h"
 #include "HXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -31,9 +34,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <zlib.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -41,6 +44,19 @@
 extern char **environ;
 
 namespace {
+
+// Whether `request` holds a whole request: its head and, framed the way every
+// HTTP/1.1 body is, its body.
+bool isCompleteRequest(const QByteArray &request)
+{
+    const qsizetype headEnd = request.indexOf("\r\n\r\n");
+    if (headEnd < 0)
+        return false;
+    HXHTTPBodyDecoder body = HXHTTPBodyDecoder::forRequestHead(QByteArrayView(request).first(headEnd));
+    qsizetype consumed = 0;
+    return body.decode(QByteArrayView(request).sliced(headEnd + 4), consumed, nullptr) ==
+           HXHTTPBodyDecoder::Result::Complete;
+}
 
 // A minimal blocking HTTP/1.1 server: one connection at a time, each request
 // answered and the connection closed.
@@ -109,7 +125,7 @@ private:
     {
         QByteArray request;
         char buffer[4096];
-        while (!request.contains("\r\n\r\n")) {
+        while (!isCompleteRequest(request)) {
             const ssize_t received = ::recv(connection, buffer, sizeof buffer, 0);
             if (received <= 0)
                 return;
@@ -185,7 +201,7 @@ protected:
         };
         connect(socket, &QIODevice::readyRead, socket, [socket, request, left, pump, this] {
             request->append(socket->readAll());
-            if (*left >= 0 || !request->contains("\r\n\r\n"))
+            if (*left >= 0 || !isCompleteRequest(*request))
                 return;
             socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(m_bodySize) +
                           "\r\nConnection: close\r\n\r\n");
@@ -306,6 +322,7 @@ int runKeaClient(const QString &url, int count, bool insecure)
         Delegate delegate;
         delegate.loop = &loop;
         HXGCDHTTPRequest request((QUrl(url)));
+        request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         request.setTimeoutInterval(120);
         request.setIgnoreSSLCertificatesValidation(insecure);
         request.setDelegate(&delegate);
@@ -319,21 +336,6 @@ int runKeaClient(const QString &url, int count, bool insecure)
     }
     std::printf("%.6f %lld\n", clock.nsecsElapsed() / 1e9, static_cast<long long>(bytes));
     return 0;
-}
-
-QByteArray gzipCompress(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(qsizetype(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = uInt(out.size());
-    deflate(&stream, Z_FINISH);
-    out.truncate(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return out;
 }
 
 // Compressible text that is not trivially repetitive: numbered log lines.
@@ -404,7 +406,7 @@ int main(int argc, char **argv)
     }
     const qint64 bigSize = sizeMiB * 1024 * 1024;
     const QByteArray text = makeText(gzipMB * 1000 * 1000);
-    const QByteArray compressed = gzipCompress(text);
+    const QByteArray compressed = HXGzipEncoder::compress(text, 6);
     LoopbackServer server(bigSize, compressed);
     if (arguments.contains(QStringLiteral("--serve"))) {
         // Serves until killed, for measuring other clients by hand.

@@ -3,6 +3,7 @@
 
 #include "HXCLICommand.h"
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXUserDefaults.h"
 
 #include <QEventLoop>
@@ -213,6 +214,8 @@ int runFetch(const QStringList &arguments)
     QEventLoop loop;
     FetchDelegate delegate(loop);
     HXGCDHTTPRequest request(url);
+    request.setURLText(urlText);
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
     request.setMethod(!method.isEmpty() ? method : hasBody ? QStringLiteral("POST") : QStringLiteral("GET"));
     request.setRequestHeaders(headers);
     request.setRequestBodyData(body);

@@ -2,6 +2,7 @@
 
 #include "HXDesktopServices.h"
 #include "HXDocument.h"
+#include "HXHTTPSettings.h"
 #include "HXModelLogging.h"
 #include "HXNotificationCenter.h"
 #include "HXPresenter.h"
@@ -76,6 +77,7 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     if (userInfo && userInfo->redirectLocation) {
         // A Location is resolved against the URL that answered with it.
         const QString location = *userInfo->redirectLocation;
+        const std::optional<QUrl> evaluatedURL = assembly.URL;
         if (location.startsWith(u"http://") || location.startsWith(u"https://")) {
             assembly.URL = QUrl(location);
         } else {
@@ -97,6 +99,19 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
             }
             assembly.headers = kept;
         }
+        // Cookies belong to the origin they were written for.
+        const auto origin = [](const QUrl &url) {
+            return std::tuple(url.scheme().toLower(), url.host().toLower(),
+                              url.port(url.scheme() == u"https" ? 443 : 80));
+        };
+        if (!evaluatedURL || origin(*evaluatedURL) != origin(*assembly.URL)) {
+            HXRequestHeaderList kept;
+            for (const HXRequestHeaderEntry &entry : assembly.headers) {
+                if (!HXRequestHeaderList::nameIsLike(entry.name, QStringLiteral("Cookie")))
+                    kept.append(entry);
+            }
+            assembly.headers = kept;
+        }
         if (!request->redirectMethod())
             method = QStringLiteral("GET");
     }
@@ -112,6 +127,7 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     HXHTTPRequest *engineRequest = created.release();
     engineRequest->setParent(this);
     engineRequest->setDelegate(this);
+    engineRequest->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
 
     const QVariant storedTimeout = request->valueForKey(QStringLiteral("timeoutInterval"));
     float timeout = storedTimeout.isValid() ? float(storedTimeout.toDouble()) : 0.0f;
@@ -314,7 +330,7 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     if (statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull()) {
         if (info.redirectCount >= maximumRedirects) {
             _reportFailure(request,
-                           HXError(HXHTTPRequestErrorDomain, tooManyRedirectsErrorCode, tr("Too many redirects")),
+                           HXHTTPRequestError(HXHTTPRequestErrorCode::TooManyRedirects, tr("Too many redirects")),
                            request->method(), answeredURL.toString());
             _handleNextRequestIfNeeded();
             return;
@@ -385,7 +401,12 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
     std::function<void(bool)> completionBlock)
 {
     Q_UNUSED(engineRequest);
-    Q_UNUSED(trust);
+    // A chain that the system's roots (or the user's extra CA files) vouch
+    // for, issued for this host, needs no question.
+    if (trust.isTrusted()) {
+        completionBlock(true);
+        return;
+    }
     HXPresenter::Alert alert;
     alert.message = tr("Kea can't verify the identity of the remote server \"%1\".").arg(host);
     alert.informativeText = tr("Please review the certificate chain below. You may compromize the informations you "

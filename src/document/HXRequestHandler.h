@@ -32,7 +32,6 @@ public:
     // A request stops following a Location after this many redirects and
     // fails with "Too many redirects".
     static constexpr int maximumRedirects = 20;
-    static constexpr qint64 tooManyRedirectsErrorCode = 3097;
 
     explicit HXRequestHandler(HXDocument *document = nullptr);
     ~HXRequestHandler() override;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HXEchoServiceAddress.h"
+#include "HXEchoServiceRoutes.h"
 #include "HXResult.h"
 
 #include <QByteArray>
@@ -109,8 +110,8 @@ Q_SIGNALS:
 
 private:
     struct Connection;
-    struct Request;
-    struct Response;
+    using Request = HXEchoRequest;
+    using Response = HXEchoResponse;
 
     void _acceptConnections();
     void _read(QTcpSocket *socket);
@@ -118,7 +119,6 @@ private:
     bool _parseHead(Connection &connection, qsizetype headEnd);
     bool _readChunked(Connection &connection);
     void _answer(Connection &connection);
-    Response _route(const Connection &connection);
     void _send(Connection &connection, const Response &response);
     void _pump(QTcpSocket *socket);
     void _finishResponse(Connection &connection);

@@ -5,6 +5,15 @@
 #include <QNetworkProxy>
 #include <QSslSocket>
 
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 namespace {
 
 // Most bytes the socket holds for us while no read is queued.
@@ -22,6 +31,26 @@ HXGCDAsyncSocketMiddleware::~HXGCDAsyncSocketMiddleware()
         m_socket->disconnect(this);
         m_socket->abort();
     }
+    closeDescriptorCopy();
+}
+
+void HXGCDAsyncSocketMiddleware::closeDescriptorCopy()
+{
+    if (m_descriptorCopy >= 0)
+        ::close(m_descriptorCopy);
+    m_descriptorCopy = -1;
+}
+
+bool HXGCDAsyncSocketMiddleware::connectionWasReset() const
+{
+    // Qt reads a reset as an end of stream. The connection's own state
+    // tells them apart: a reset leaves it closed, an orderly close from the
+    // peer leaves it waiting for our side to close.
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    if (m_descriptorCopy < 0 || ::getsockopt(m_descriptorCopy, IPPROTO_TCP, TCP_INFO, &info, &length) != 0)
+        return false;
+    return info.tcpi_state == TCP_CLOSE;
 }
 
 QString HXGCDAsyncSocketMiddleware::socketErrorDomain()
@@ -74,6 +103,11 @@ void HXGCDAsyncSocketMiddleware::startTLS(const QString &peerName)
 void HXGCDAsyncSocketMiddleware::socketConnected()
 {
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    // A second descriptor of the connection keeps it readable after Qt
+    // closed its own, so that a reset can be told from a close.
+    closeDescriptorCopy();
+    if (m_socket->socketDescriptor() >= 0)
+        m_descriptorCopy = ::fcntl(int(m_socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0);
     if (m_delegate != nullptr)
         m_delegate->socketMiddlewareDidConnectToHost(this, m_host, m_port);
     if (m_socket != nullptr && !m_pendingTLSPeerName.isEmpty()) {
@@ -101,6 +135,11 @@ void HXGCDAsyncSocketMiddleware::readDataToLength(qsizetype length, QByteArray *
 void HXGCDAsyncSocketMiddleware::readDataUntilCloseWithBuffer(QByteArray *buffer, long tag)
 {
     enqueue(std::make_unique<HXGCDAsyncSocketToEOFReadOperation>(buffer, tag));
+}
+
+void HXGCDAsyncSocketMiddleware::readAvailableData(QByteArray *buffer, long tag, qsizetype lengthHint)
+{
+    enqueue(std::make_unique<HXGCDAsyncSocketAvailableReadOperation>(buffer, tag, lengthHint));
 }
 
 void HXGCDAsyncSocketMiddleware::writeData(const QByteArray &data, long tag)
@@ -134,6 +173,7 @@ void HXGCDAsyncSocketMiddleware::clearDelegateAndDisconnect()
         m_socket->disconnect(this);
         m_socket->abort();
     }
+    closeDescriptorCopy();
 }
 
 void HXGCDAsyncSocketMiddleware::enqueue(std::unique_ptr<HXGCDAsyncSocketReadOperation> operation)
@@ -224,6 +264,15 @@ void HXGCDAsyncSocketMiddleware::socketErrorOccurred()
     if (m_socket == nullptr)
         return;
     m_pendingError = HXError(socketErrorDomain(), m_socket->error(), m_socket->errorString());
+    if (m_socket->error() == QAbstractSocket::RemoteHostClosedError) {
+        if (connectionWasReset())
+            m_pendingError = HXError(socketErrorDomain(), QAbstractSocket::NetworkError,
+                                     QString::fromLocal8Bit(std::strerror(ECONNRESET)));
+        // The peer's end of the stream, also when TLS ended with close_notify
+        // and the TCP connection stays open: no byte follows.
+        socketDisconnected();
+        return;
+    }
     if (m_socket->state() == QAbstractSocket::UnconnectedState)
         socketDisconnected();
 }
@@ -236,5 +285,6 @@ void HXGCDAsyncSocketMiddleware::socketDisconnected()
     const QByteArray rest = m_socket->readAll();
     if (!rest.isEmpty())
         receiveData(rest);
+    closeDescriptorCopy();
     receiveDisconnect(m_pendingError);
 }

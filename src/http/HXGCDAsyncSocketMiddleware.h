@@ -65,6 +65,9 @@ public:
     void readDataToEmptyLine(QByteArray *buffer, long tag, qsizetype maxLength);
     void readDataToLength(qsizetype length, QByteArray *buffer, long tag);
     void readDataUntilCloseWithBuffer(QByteArray *buffer, long tag);
+    // Whatever has arrived, as soon as anything has (see
+    // HXGCDAsyncSocketAvailableReadOperation).
+    void readAvailableData(QByteArray *buffer, long tag, qsizetype lengthHint = 0);
     void writeData(const QByteArray &data, long tag);
     // No callback follows; the connection is closed.
     void clearDelegateAndDisconnect();
@@ -92,6 +95,8 @@ private:
     void socketErrorOccurred();
     void socketDisconnected();
     void socketBytesWritten();
+    bool connectionWasReset() const;
+    void closeDescriptorCopy();
 
     HXGCDAsyncSocketMiddlewareDelegate *m_delegate;
     std::deque<std::unique_ptr<HXGCDAsyncSocketReadOperation>> m_readOperations;
@@ -102,6 +107,7 @@ private:
     std::deque<long> m_pendingWriteTags;
     HXError m_pendingError;
     QString m_pendingTLSPeerName;
+    int m_descriptorCopy = -1;
     bool m_disconnectReported = false;
     bool m_processing = false;
     bool m_draining = false;

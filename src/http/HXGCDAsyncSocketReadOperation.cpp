@@ -141,3 +141,21 @@ bool HXGCDAsyncSocketToEOFReadOperation::completeOperationWithPrebuffer(QByteArr
     moveFront(prebuffer, *m_buffer, prebuffer.size());
     return completionType == CompletionTypeClosed && bytesTaken() > 0;
 }
+
+HXGCDAsyncSocketAvailableReadOperation::HXGCDAsyncSocketAvailableReadOperation(QByteArray *buffer, long tag,
+                                                                               qsizetype lengthHint)
+    : HXGCDAsyncSocketReadOperation(buffer, tag), m_lengthHint(lengthHint)
+{
+    if (lengthHint > 0 && m_initialBufferLength == 0) {
+        m_buffer->reserve(m_initialBufferLength + qMin(lengthHint, maximumReservation));
+        preferHugePages(*m_buffer);
+    }
+}
+
+bool HXGCDAsyncSocketAvailableReadOperation::completeOperationWithPrebuffer(QByteArray &prebuffer,
+                                                                            CompletionType completionType)
+{
+    Q_UNUSED(completionType);
+    moveFront(prebuffer, *m_buffer, m_lengthHint > 0 ? qMin(m_lengthHint, prebuffer.size()) : prebuffer.size());
+    return bytesTaken() > 0;
+}

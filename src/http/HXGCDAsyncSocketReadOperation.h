@@ -110,3 +110,23 @@ public:
 protected:
     const char *className() const override { return "HXGCDAsyncSocketToEOFReadOperation"; }
 };
+
+// Completes as soon as it holds any bytes, taking what has arrived (at most
+// `lengthHint` when that is positive; an empty buffer then gets room for
+// that many up front). A close with nothing taken leaves it waiting.
+class HXGCDAsyncSocketAvailableReadOperation : public HXGCDAsyncSocketReadOperation
+{
+public:
+    HXGCDAsyncSocketAvailableReadOperation(QByteArray *buffer, long tag, qsizetype lengthHint);
+    bool completeOperationWithPrebuffer(QByteArray &prebuffer, CompletionType completionType) override;
+    qint64 directReadCapacity() const override
+    {
+        return m_lengthHint > 0 ? m_lengthHint - bytesTaken() : std::numeric_limits<qint32>::max();
+    }
+
+protected:
+    const char *className() const override { return "HXGCDAsyncSocketAvailableReadOperation"; }
+
+private:
+    qsizetype m_lengthHint;
+};

@@ -43,13 +43,14 @@ public:
     // defaults appended to `headers` (in place), the empty line, the body.
     // Request line and headers are ASCII (other characters become "?").
     static QByteArray HTTPMessageWith(const QUrl &url, const QString &method, HXHTTPHeaderList &headers,
-                                      const QByteArray &body, int proxyMode);
+                                      const QByteArray &body, int proxyMode, bool alwaysSendBody = false,
+                                      const QString &urlText = QString());
     // The request target of the request line for a proxy mode.
     static QByteArray requestTargetWith(const QUrl &url, int proxyMode);
 
     // The proxy decision for a URL (see HXHTTPProxyConfiguration).
-    static void getProxyConfigurationForURL(const QUrl &url, HXHTTPProxyConfiguration::Callback callback,
-                                            QObject *callbackQueue);
+    static void getProxyConfigurationForURL(const QUrl &url, const HXHTTPSettings &settings,
+                                            HXHTTPProxyConfiguration::Callback callback, QObject *callbackQueue);
 
 protected:
     void _start() override;

@@ -4,8 +4,10 @@
 
 #include <limits>
 
-std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsizetype maximumSize)
+std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsizetype maximumSize, bool *limitReached)
 {
+    if (limitReached != nullptr)
+        *limitReached = false;
     if (compressed.isEmpty())
         return std::nullopt;
     z_stream stream{};
@@ -21,6 +23,8 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsiz
 
     const auto *input = reinterpret_cast<const Bytef *>(compressed.data());
     qsizetype consumed = 0;
+    // Where the last complete member ended in the output, if one did.
+    qsizetype completeMembersEnd = -1;
     int result = Z_OK;
     while (true) {
         if (produced == output.size()) {
@@ -42,6 +46,7 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsiz
         consumed += inputBefore - stream.avail_in;
         produced += outputBefore - stream.avail_out;
         if (result == Z_STREAM_END) {
+            completeMembersEnd = produced;
             // Another member may follow; trailing zero padding is tolerated.
             const qsizetype rest = compressed.size() - consumed;
             if (rest == 0)
@@ -63,8 +68,18 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsiz
             break;
     }
     inflateEnd(&stream);
-    if (result != Z_STREAM_END || produced > maximumSize)
+    if (produced > maximumSize) {
+        if (limitReached != nullptr)
+            *limitReached = true;
         return std::nullopt;
+    }
+    if (result != Z_STREAM_END) {
+        // Bytes after a complete member that are not a member of their own
+        // are ignored, as zlib's own tools do.
+        if (completeMembersEnd < 0)
+            return std::nullopt;
+        produced = completeMembersEnd;
+    }
     output.truncate(produced);
     return output;
 }

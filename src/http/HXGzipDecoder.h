@@ -13,6 +13,9 @@ public:
     static constexpr qsizetype defaultMaximumSize = qsizetype(2) * 1024 * 1024 * 1024;
 
     // The inflated bytes, or nothing when the data is not valid gzip, ends
-    // before the stream does, or would inflate beyond `maximumSize`.
-    static std::optional<QByteArray> inflate(QByteArrayView compressed, qsizetype maximumSize = defaultMaximumSize);
+    // before the stream does, or would inflate beyond `maximumSize` (then
+    // `limitReached`, when given, is set). Bytes after a complete member
+    // that do not start another member are ignored.
+    static std::optional<QByteArray> inflate(QByteArrayView compressed, qsizetype maximumSize = defaultMaximumSize,
+                                             bool *limitReached = nullptr);
 };

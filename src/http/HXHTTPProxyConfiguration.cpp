@@ -2,7 +2,6 @@
 
 #include "HXHTTPLogging.h"
 #include "HXPACScript.h"
-#include "HXUserDefaults.h"
 
 #include <QNetworkProxyFactory>
 #include <QObject>
@@ -28,30 +27,28 @@ HXHTTPProxyDecision proxyFor(const QUrl &url, const QString &host, int port)
 
 } // namespace
 
-HXHTTPProxyDecision HXHTTPProxyConfiguration::decisionFromSettings(const QUrl &url, QUrl *pacURL)
+HXHTTPProxyDecision HXHTTPProxyConfiguration::decisionFromSettings(const QUrl &url, const HXHTTPSettings &settings,
+                                                                   QUrl *pacURL)
 {
-    const HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
-    const QString configuration = defaults.stringForKey(QStringLiteral("HXUserDefaultHTTPProxyConfiguration"));
     const QString scheme = url.scheme().toLower();
-    if (configuration == u"NoProxy")
+    if (settings.proxyConfiguration == u"NoProxy")
         return direct();
-    if (configuration == u"Custom") {
-        if (defaults.boolForKey(QStringLiteral("HXUserDefaultHTTPProxyPACEnabled"))) {
-            const QUrl pac(defaults.stringForKey(QStringLiteral("HXUserDefaultHTTPProxyPACURL")));
+    if (settings.proxyConfiguration == u"Custom") {
+        if (settings.proxyPACEnabled) {
+            const QUrl pac(settings.proxyPACURL);
             if (pac.isValid() && !pac.scheme().isEmpty() && pacURL != nullptr)
                 *pacURL = pac;
             return direct();
         }
         HXHTTPProxyDecision decision;
-        if (scheme == u"http" && defaults.boolForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPProxyEnabled"))) {
+        if (scheme == u"http" && settings.HTTPProxyEnabled) {
             decision.proxyMode = HXHTTPProxyDecision::ProxyModeHTTP;
-            decision.host = defaults.stringForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPProxyHost"));
-            decision.port = int(defaults.integerForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPProxyPort")));
-        } else if (scheme == u"https" &&
-                   defaults.boolForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPSProxyEnabled"))) {
+            decision.host = settings.HTTPProxyHost;
+            decision.port = settings.HTTPProxyPort;
+        } else if (scheme == u"https" && settings.HTTPSProxyEnabled) {
             decision.proxyMode = HXHTTPProxyDecision::ProxyModeHTTPS;
-            decision.host = defaults.stringForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPSProxyHost"));
-            decision.port = int(defaults.integerForKey(QStringLiteral("HXUserDefaultHTTPProxyHTTPSProxyPort")));
+            decision.host = settings.HTTPSProxyHost;
+            decision.port = settings.HTTPSProxyPort;
         }
         return decision;
     }
@@ -89,10 +86,11 @@ HXHTTPProxyDecision HXHTTPProxyConfiguration::decisionFromPACResult(const QStrin
     return proxyFor(url, host, port);
 }
 
-void HXHTTPProxyConfiguration::getProxyConfigurationForURL(const QUrl &url, Callback callback, QObject *callbackContext)
+void HXHTTPProxyConfiguration::getProxyConfigurationForURL(const QUrl &url, const HXHTTPSettings &settings,
+                                                           Callback callback, QObject *callbackContext)
 {
     QUrl pacURL;
-    const HXHTTPProxyDecision decision = decisionFromSettings(url, &pacURL);
+    const HXHTTPProxyDecision decision = decisionFromSettings(url, settings, &pacURL);
     if (!pacURL.isValid()) {
         QMetaObject::invokeMethod(
             callbackContext,

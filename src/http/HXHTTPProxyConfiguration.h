@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HXError.h"
+#include "HXHTTPSettings.h"
 
 #include <QString>
 #include <QUrl>
@@ -29,7 +30,7 @@ struct HXHTTPProxyDecision
     }
 };
 
-// Decides the proxy of a URL from the settings "HXUserDefaultHTTPProxy...":
+// Decides the proxy of a URL from the proxy part of an HXHTTPSettings value:
 // "NoProxy", "Custom" (fixed HTTP and HTTPS proxies, or a PAC file), or
 // anything else, the system's settings (environment variables, libproxy).
 class HXHTTPProxyConfiguration
@@ -41,11 +42,12 @@ public:
     // host, port, error); the error is the cause when a PAC file could not be
     // fetched or run. When a PAC script answers an empty string no callback
     // is made at all.
-    static void getProxyConfigurationForURL(const QUrl &url, Callback callback, QObject *callbackContext);
+    static void getProxyConfigurationForURL(const QUrl &url, const HXHTTPSettings &settings, Callback callback,
+                                            QObject *callbackContext);
 
-    // The decision from the stored settings, when it needs no PAC file; else
-    // sets `pacURL` (an invalid URL gives a direct decision).
-    static HXHTTPProxyDecision decisionFromSettings(const QUrl &url, QUrl *pacURL);
+    // The decision from the settings, when it needs no PAC file; else sets
+    // `pacURL` (an invalid URL gives a direct decision).
+    static HXHTTPProxyDecision decisionFromSettings(const QUrl &url, const HXHTTPSettings &settings, QUrl *pacURL);
     // Reads a PAC answer ("PROXY host:port; DIRECT"): its first entry decides.
     static HXHTTPProxyDecision decisionFromPACResult(const QString &result, const QUrl &url);
 };

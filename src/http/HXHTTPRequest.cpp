@@ -1,102 +1,10 @@
 #include "HXHTTPRequest.h"
 
-#include "HXGCDHTTPRequest.h"
+#include "HXHTTPRequestMessage.h"
 #include "HXThreading.h"
 
 #include <QCoreApplication>
-#include <QMutex>
 #include <QRegularExpression>
-
-const QString HXHTTPRequestErrorDomain = QStringLiteral("kestrelworks.Kea.HTTPRequestErrorDomain");
-
-namespace {
-
-HXError makeError(qint64 code, const char *text)
-{
-    return HXError(HXHTTPRequestErrorDomain, code, QCoreApplication::translate("HXHTTPRequest", text));
-}
-
-struct LibraryTable
-{
-    QMutex mutex;
-    std::vector<HXHTTPRequestLibrary> libraries;
-};
-
-LibraryTable &libraryTable()
-{
-    static LibraryTable *table = [] {
-        auto *created = new LibraryTable;
-        created->libraries.push_back({QStringLiteral("GCDHTTPRequest"),
-                                      QT_TRANSLATE_NOOP("HXHTTPRequest", "Kea HTTP/1.1"),
-                                      [](const QUrl &url) -> std::unique_ptr<HXHTTPRequest> {
-                                          return std::make_unique<HXGCDHTTPRequest>(url);
-                                      }});
-        created->libraries.push_back(
-            {QStringLiteral("ASIHTTPRequest"), QT_TRANSLATE_NOOP("HXHTTPRequest", "libcurl"), nullptr});
-        created->libraries.push_back(
-            {QStringLiteral("URLConnection"), QT_TRANSLATE_NOOP("HXHTTPRequest", "Qt Network"), nullptr});
-        return created;
-    }();
-    return *table;
-}
-
-} // namespace
-
-const HXError &HXHTTPRequestTimedOutError()
-{
-    static const HXError error = makeError(3095, QT_TRANSLATE_NOOP("HXHTTPRequest", "The request timed out"));
-    return error;
-}
-
-const HXError &HXHTTPRequestURLNotSupportedError()
-{
-    static const HXError error = makeError(3094, QT_TRANSLATE_NOOP("HXHTTPRequest", "URL not supported"));
-    return error;
-}
-
-const HXError &HXHTTPRequestInvalidResponseError()
-{
-    static const HXError error = makeError(8495, QT_TRANSLATE_NOOP("HXHTTPRequest", "Invalid HTTP Response"));
-    return error;
-}
-
-const HXError &HXHTTPRequestInvalidCertificateError()
-{
-    static const HXError error =
-        makeError(2894, QT_TRANSLATE_NOOP("HXHTTPRequest", "Server uses an invalid SSL Certificate."));
-    return error;
-}
-
-const HXError &HXHTTPRequestTLSValidationError()
-{
-    static const HXError error =
-        makeError(1, QT_TRANSLATE_NOOP("HXHTTPRequest", "Something happened during SSL validation"));
-    return error;
-}
-
-const HXError &HXHTTPRequestHostNotFoundError()
-{
-    static const HXError error = makeError(0, QT_TRANSLATE_NOOP("HXHTTPRequest", "Kea can't find the server"));
-    return error;
-}
-
-const HXError &HXHTTPRequestPACFileError()
-{
-    static const HXError error = makeError(0, QT_TRANSLATE_NOOP("HXHTTPRequest", "Cannot read proxy PAC file"));
-    return error;
-}
-
-QString HXHTTPRequestLibrary::localizedName() const
-{
-    return QCoreApplication::translate("HXHTTPRequest", displayName);
-}
-
-std::unique_ptr<HXHTTPRequest> HXHTTPRequestLibrary::createRequest(const QUrl &url) const
-{
-    if (factory)
-        return factory(url);
-    return HXHTTPRequest::HTTPLibrary(QString()).createRequest(url);
-}
 
 HXHTTPRequest::HXHTTPRequest(const QUrl &url, QObject *parent) : QObject(parent), m_URL(url) {}
 
@@ -108,6 +16,13 @@ void HXHTTPRequest::start()
     if (m_started)
         return;
     m_started = true;
+    // Refused here, for every engine, before anything is connected.
+    const HXError unsafe = HXHTTPRequestMessage::unsafeRequestError(m_method, m_URL.toEncoded(), m_requestHeaders);
+    if (!unsafe.isNull()) {
+        QMetaObject::invokeMethod(
+            this, [this, unsafe] { notifyFailure(unsafe); }, Qt::QueuedConnection);
+        return;
+    }
     _start();
 }
 
@@ -163,33 +78,17 @@ bool HXHTTPRequest::notifyServerTrustChallenge(const HXServerTrust &trust, const
 
 const HXHTTPRequestLibrary &HXHTTPRequest::HTTPLibrary(const QString &identifier)
 {
-    LibraryTable &table = libraryTable();
-    QMutexLocker lock(&table.mutex);
-    for (const HXHTTPRequestLibrary &library : table.libraries) {
-        if (library.identifier == identifier)
-            return library;
-    }
-    return table.libraries.front();
+    return HXHTTPRequestLibraries::library(identifier);
 }
 
 QList<const HXHTTPRequestLibrary *> HXHTTPRequest::libraries()
 {
-    LibraryTable &table = libraryTable();
-    QMutexLocker lock(&table.mutex);
-    QList<const HXHTTPRequestLibrary *> result;
-    for (const HXHTTPRequestLibrary &library : table.libraries)
-        result.append(&library);
-    return result;
+    return HXHTTPRequestLibraries::all();
 }
 
 void HXHTTPRequest::registerLibraryFactory(const QString &identifier, HXHTTPRequestLibrary::Factory factory)
 {
-    LibraryTable &table = libraryTable();
-    QMutexLocker lock(&table.mutex);
-    for (HXHTTPRequestLibrary &library : table.libraries) {
-        if (library.identifier == identifier)
-            library.factory = std::move(factory);
-    }
+    HXHTTPRequestLibraries::registerFactory(identifier, std::move(factory));
 }
 
 QString HXHTTPRequest::reasonPhraseWithStatusLine(const QString &statusLine)

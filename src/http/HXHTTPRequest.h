@@ -3,6 +3,10 @@
 #include "HXError.h"
 #include "HXHTTPHeaderDictionary.h"
 #include "HXHTTPHeaderField.h"
+#include "HXHTTPRequestDelegate.h"
+#include "HXHTTPRequestError.h"
+#include "HXHTTPRequestLibrary.h"
+#include "HXHTTPSettings.h"
 #include "HXServerTrust.h"
 
 #include <QByteArray>
@@ -12,85 +16,6 @@
 
 #include <functional>
 #include <memory>
-
-class HXHTTPRequest;
-
-// The error domain of every HTTP engine, and its fixed errors. Each function
-// returns the same object for the whole life of the process; engines report
-// these objects, or a copy with the cause underneath (errorWithUnderlyingError).
-extern const QString HXHTTPRequestErrorDomain;         // "kestrelworks.Kea.HTTPRequestErrorDomain"
-const HXError &HXHTTPRequestTimedOutError();           // 3095
-const HXError &HXHTTPRequestURLNotSupportedError();    // 3094
-const HXError &HXHTTPRequestInvalidResponseError();    // 8495
-const HXError &HXHTTPRequestInvalidCertificateError(); // 2894
-const HXError &HXHTTPRequestTLSValidationError();      // 1
-// These two share code 0 and differ only by their description.
-const HXError &HXHTTPRequestHostNotFoundError(); // 0
-const HXError &HXHTTPRequestPACFileError();      // 0
-
-// `error` (same domain, code and description) with `underlying` attached.
-inline HXError errorWithUnderlyingError(const HXError &error, const HXError &underlying)
-{
-    return error.withUnderlying(underlying);
-}
-
-// Receiver of an engine request's callbacks. Every callback arrives on the
-// main thread. A request that was not cancelled ends with exactly one of
-// HTTPRequestFinished and HTTPRequestDidFailWithError; after
-// clearDelegateAndCancel nothing at all arrives.
-class HXHTTPRequestDelegate
-{
-public:
-    virtual ~HXHTTPRequestDelegate() = default;
-
-    // Status line and header fields are known; the body is not read yet.
-    virtual void HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *request) { Q_UNUSED(request); }
-    // A piece of the body arrived (reported only when the total is declared).
-    virtual void HTTPRequestDidReceivePartialBodyLength(HXHTTPRequest *request, qint64 length,
-                                                        qint64 totalBytesReceived, qint64 expectedContentLength)
-    {
-        Q_UNUSED(request);
-        Q_UNUSED(length);
-        Q_UNUSED(totalBytesReceived);
-        Q_UNUSED(expectedContentLength);
-    }
-    // The response is complete and decoded.
-    virtual void HTTPRequestFinished(HXHTTPRequest *request) = 0;
-    // The request ended with `error` (which may be null: a connection closed
-    // cleanly where a response was still expected).
-    virtual void HTTPRequestDidFailWithError(HXHTTPRequest *request, const HXError &error) = 0;
-    // The server's certificate chain must be judged. Call `completionBlock`
-    // (on any thread, at most once) with true to go on, false to fail with
-    // HXHTTPRequestInvalidCertificateError. The engine's time limit is
-    // suspended while the question is open. The default trusts the server.
-    virtual void HTTPRequestDidReceiveServerTrustAuthenticationChallenge(HXHTTPRequest *request,
-                                                                         const HXServerTrust &trust,
-                                                                         const QString &host,
-                                                                         std::function<void(bool)> completionBlock)
-    {
-        Q_UNUSED(request);
-        Q_UNUSED(trust);
-        Q_UNUSED(host);
-        completionBlock(true);
-    }
-};
-
-// One engine's description in the engine registry.
-struct HXHTTPRequestLibrary
-{
-    using Factory = std::function<std::unique_ptr<HXHTTPRequest>(const QUrl &url)>;
-
-    QString identifier;      // the stored identifier ("GCDHTTPRequest", ...)
-    const char *displayName; // untranslated display name
-    Factory factory;         // null while the engine is not part of the build
-
-    QString libraryIdentifier() const { return identifier; }
-    QString localizedName() const;
-    bool isAvailable() const { return bool(factory); }
-    // A new request of this engine; the own engine's when this one is not
-    // available.
-    std::unique_ptr<HXHTTPRequest> createRequest(const QUrl &url) const;
-};
 
 // An HTTP request handed to one of the engines. Set the properties, set a
 // delegate, call start() on the main thread; the transfer runs in the
@@ -122,6 +47,11 @@ public:
     void setUserInfo(const QVariant &userInfo) { m_userInfo = userInfo; }
     QUrl URL() const { return m_URL; }
     void setURL(const QUrl &url) { m_URL = url; }
+    // The text URL() was read from, when the caller has it: an engine that
+    // writes its own request line sends path and query exactly as written
+    // there. Empty means URL() as Qt encodes it.
+    QString URLText() const { return m_URLText; }
+    void setURLText(const QString &text) { m_URLText = text; }
     // Whole-request time limit in seconds; 0 (or less) means no limit.
     double timeoutInterval() const { return m_timeoutInterval; }
     void setTimeoutInterval(double seconds) { m_timeoutInterval = seconds; }
@@ -141,8 +71,17 @@ public:
     // Accept any server certificate without asking the delegate.
     bool ignoreSSLCertificatesValidation() const { return m_ignoreSSLCertificatesValidation; }
     void setIgnoreSSLCertificatesValidation(bool on) { m_ignoreSSLCertificatesValidation = on; }
+    // What the request takes from the user's settings (proxy, bodies of
+    // body-less methods); its creator sets it.
+    const HXHTTPSettings &settings() const { return m_settings; }
+    void setSettings(const HXHTTPSettings &settings) { m_settings = settings; }
     bool followRedirects() const { return m_followRedirects; }
     void setFollowRedirects(bool on) { m_followRedirects = on; }
+    // The longest response body accepted, after decoding; a longer one
+    // fails the request with HXHTTPRequestErrorCode::ResponseTooLarge.
+    static constexpr qint64 defaultMaximumResponseLength = qint64(4) * 1024 * 1024 * 1024;
+    qint64 maximumResponseLength() const { return m_maximumResponseLength; }
+    void setMaximumResponseLength(qint64 length) { m_maximumResponseLength = length; }
 
     // Begins the transfer and returns at once. Main thread only; once.
     void start();
@@ -216,6 +155,7 @@ private:
     HXHTTPRequestDelegate *m_delegate = nullptr;
     QVariant m_userInfo;
     QUrl m_URL;
+    QString m_URLText;
     double m_timeoutInterval = 60;
     QString m_method = QStringLiteral("GET");
     HXHTTPHeaderList m_requestHeaders;
@@ -224,6 +164,8 @@ private:
     bool m_shouldUseCache = false;
     bool m_ignoreSSLCertificatesValidation = false;
     bool m_followRedirects = false;
+    HXHTTPSettings m_settings;
+    qint64 m_maximumResponseLength = defaultMaximumResponseLength;
     bool m_started = false;
     bool m_ended = false;
 };

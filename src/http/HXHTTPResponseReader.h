@@ -1,6 +1,8 @@
 #pragma once
 
 #include "HXError.h"
+#include "HXGzipDecoder.h"
+#include "HXHTTPBodyDecoder.h"
 #include "HXHTTPResponseHead.h"
 
 #include <QByteArray>
@@ -24,55 +26,38 @@ public:
 
 // Reads one HTTP/1.1 response through the socket middleware: the head, then
 // the body framed by the method, the status, Transfer-Encoding and
-// Content-Length, with chunked decoding and gzip content decoding. The engine
-// forwards it the middleware's read callbacks of tags 3 to 6 and the
+// Content-Length (HXHTTPBodyDecoder), and gzip content decoding. The engine
+// forwards it the middleware's read callbacks of its two tags and the
 // disconnect.
 class HXHTTPResponseReader
 {
 public:
-    enum ResponseMode {
-        ResponseModeNoBody = 0,
-        ResponseModeContentLength = 1,
-        ResponseModeChunked = 2,
-        ResponseModeUntilClose = 3,
-    };
     enum Tag : long {
         TagResponseHead = 3,
         TagBody = 4,
-        TagChunkSizeLine = 5,
-        TagChunkDataEnd = 6,
     };
-
-    // Longest chunk-size line (extensions included) accepted.
-    static constexpr qsizetype maximumChunkLineLength = 64 * 1024;
 
     HXHTTPResponseReader(HXGCDAsyncSocketMiddleware *middleware, HXHTTPResponseReaderDelegate *delegate,
                          const QString &requestMethod);
 
-    // Queues the read of the response head (tag 3).
+    // The longest body accepted (decoded); longer fails the request.
+    void setMaximumBodyLength(qint64 length) { m_maximumBodyLength = length; }
+
+    // Queues the read of the response head.
     void readResponseHead();
     // Middleware callbacks; read callbacks return false for tags not theirs.
     bool socketMiddlewareDidReadDataToBuffer(QByteArray &buffer, qsizetype rangeStart, qsizetype rangeLength, long tag);
-    void socketMiddlewareDidReadPartialDataOfLength(qsizetype length, qsizetype totalBytesRead, long tag);
     void socketMiddlewareDidDisconnectWithError(const HXError &error);
 
     const HXHTTPResponseHead &head() const { return m_head; }
     const QByteArray &headersData() const { return m_headersData; }
     QByteArray &responseData() { return m_responseData; }
-    ResponseMode responseMode() const { return m_responseMode; }
     bool isDone() const { return m_done; }
-
-    // Parses a chunk-size line (line end already removed): the hexadecimal
-    // number before any ";", leading blanks skipped, scanning up to the first
-    // non-hex character. Nothing scannable reads as 0; nullopt on overflow.
-    static std::optional<quint64> parseChunkSize(QByteArrayView line);
-    // A Content-Length value: digits, or a list of equal digit strings;
-    // nullopt when malformed or too large.
-    static std::optional<qint64> parseContentLength(const QString &value);
 
 private:
     void readHTTPResponseBody();
-    void readChunkSizeLine();
+    void readBodyPiece();
+    void bodyPieceArrived(qsizetype rangeStart, qsizetype rangeLength);
     void finishResponseBody();
     void fail(const HXError &error);
 
@@ -82,9 +67,12 @@ private:
     HXHTTPResponseHead m_head;
     QByteArray m_headersData;
     QByteArray m_responseData;
-    QByteArray m_lineBuffer;
-    ResponseMode m_responseMode = ResponseModeNoBody;
+    // Raw chunked bytes waiting to be decoded into m_responseData; the
+    // other framings read straight into m_responseData.
+    QByteArray m_chunkedBytes;
+    std::optional<HXHTTPBodyDecoder> m_decoder;
     qint64 m_contentLength = 0;
+    qint64 m_maximumBodyLength = HXGzipDecoder::defaultMaximumSize;
     QString m_contentLengthText;
     bool m_done = false;
 };

@@ -17,10 +17,10 @@
 
 namespace {
 
-HXError pacError(const QString &cause, qint64 code = 0)
+HXError pacError(const QString &cause, qint64 code = qint64(HXPACScript::ErrorCode::Other))
 {
     return errorWithUnderlyingError(HXHTTPRequestPACFileError(),
-                                    HXError(QStringLiteral("kestrelworks.Kea.PACScript"), code, cause));
+                                    HXError(QString::fromLatin1(HXPACScript::errorDomain), code, cause));
 }
 
 size_t appendToBuffer(char *data, size_t size, size_t count, void *userData)

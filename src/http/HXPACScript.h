@@ -15,6 +15,15 @@
 class HXPACScript
 {
 public:
+    // The domain of the causes under HXHTTPRequestPACFileError. Their code
+    // is libcurl's when the fetch failed, the HTTP status when the server
+    // refused the file, and ErrorCode::Other for everything else (libcurl not
+    // usable, a script that throws, runs too long or answers nothing).
+    static constexpr const char *errorDomain = "kestrelworks.Kea.PACScript";
+    enum class ErrorCode : qint64 {
+        Other = 0,
+    };
+
     // Longest a script may run before it is interrupted.
     static constexpr int evaluationTimeLimitMs = 5000;
     // Longest the fetch of a PAC file may take.

@@ -6,6 +6,7 @@
 #include "HXDynamicValueEngine.h"
 #include "HXEvaluationDocument.h"
 #include "HXFileContentDynamicValue.h"
+#include "HXHTTPRequestMessage.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXNonceDynamicValue.h"
@@ -195,6 +196,12 @@ QList<HXWarning> HXRequestWarnings::warningsForRequest(HXRequest *request, HXEva
             }
             warnings.append(warning);
         }
+
+        if (HXHTTPRequestMessage::containsLineBreak(item.evaluatedName) ||
+            HXHTTPRequestMessage::containsLineBreak(item.evaluatedValue))
+            warnings.append(
+                HXWarning(tr("Header %1 contains a line break and can't be sent").arg(item.evaluatedName.simplified()),
+                          {{tr("Disable header"), disableAction(row)}}));
 
         if (!item.evaluatedValue.isEmpty()) {
             const QString deleteName = tr("Delete %1 header").arg(item.evaluatedName);

@@ -58,6 +58,36 @@ TEST(HXCLIFetchCommandTest, WritesTheBodyToAFileAndGoesThroughAProxy)
     EXPECT_TRUE(proxy.receivedRequests().first().startsWith("GET http://origin.test/file HTTP/1.1\r\n"));
 }
 
+TEST(HXCLIFetchCommandTest, TheTargetGoesOnTheWireAsWritten)
+{
+    HXTestHTTPServer server;
+    ASSERT_TRUE(server.listen());
+    server.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    const HXCLIRun run = fetch({QStringLiteral("http://127.0.0.1:%1/caf%c3%a9/%7euser?q=%c3").arg(server.port()),
+                                QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(run.status, 0) << run.err.constData();
+    ASSERT_EQ(server.receivedRequests().size(), 1);
+    EXPECT_TRUE(server.receivedRequests().first().startsWith("GET /caf%c3%a9/%7euser?q=%c3 HTTP/1.1\r\n"))
+        << server.receivedRequests().first().constData();
+}
+
+TEST(HXCLIFetchCommandTest, LineBreaksInAHeaderOrTheMethodNeverReachTheServer)
+{
+    HXTestHTTPServer server;
+    ASSERT_TRUE(server.listen());
+    server.setDefaultScript(HXTestHTTPScript::respond("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"));
+    const QString url = server.url(QStringLiteral("/")).toString();
+    const HXCLIRun header = fetch({url, QStringLiteral("-H"), QStringLiteral("X-Token: t\r\nX-Injected: 1"),
+                                   QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(header.status, 1);
+    EXPECT_TRUE(header.err.contains("The header \"X-Token\"")) << header.err.constData();
+    const HXCLIRun method = fetch({url, QStringLiteral("-X"), QStringLiteral("GET / HTTP/1.1\r\n\r\nDELETE"),
+                                   QStringLiteral("--proxy-config"), QStringLiteral("none")});
+    EXPECT_EQ(method.status, 1);
+    EXPECT_TRUE(method.err.contains("The method")) << method.err.constData();
+    EXPECT_EQ(server.connectionCount(), 0);
+}
+
 TEST(HXCLIFetchCommandTest, FailuresAndUsage)
 {
     quint16 closedPort = 0;

@@ -125,6 +125,26 @@ TEST_F(RequestHandlerTest, RedirectsFollowTheMethodAndAuthorizationRules)
     }
 }
 
+TEST_F(RequestHandlerTest, CookiesStayWithTheirOriginAcrossRedirects)
+{
+    HXTestHTTPServer other; // another port: another origin
+    ASSERT_TRUE(other.listen());
+    other.addResponse(ok());
+    server.addResponse("HTTP/1.1 302 Found\r\nLocation: /same\r\nContent-Length: 0\r\n\r\n");
+    server.addResponse("HTTP/1.1 302 Found\r\nLocation: " + other.url(QStringLiteral("/away")).toEncoded() +
+                       "\r\nContent-Length: 0\r\n\r\n");
+    HXRequest *r = request(QStringLiteral("C"), QStringLiteral("/start"));
+    HXKeyValue::addKeyValueName(QStringLiteral("Cookie"), QStringLiteral("session=secret"), QStringLiteral("request"),
+                                r);
+    handler.sendRequests({r});
+    ASSERT_TRUE(waitIdle());
+    const QList<QByteArray> received = server.receivedRequests();
+    ASSERT_EQ(received.size(), 2);
+    EXPECT_TRUE(received.at(1).contains("Cookie: session=secret"));
+    ASSERT_EQ(other.receivedRequests().size(), 1);
+    EXPECT_FALSE(other.receivedRequests().first().contains("session=secret"));
+}
+
 TEST_F(RequestHandlerTest, EndlessRedirectsStopAfterTwenty)
 {
     server.setDefaultScript(

@@ -1,5 +1,6 @@
 #include "HXEchoService.h"
 #include "HXGzipDecoder.h"
+#include "HXHTTPBodyDecoder.h"
 #include "HXHTTPResponseHead.h"
 #include "HXTestSupport.h"
 
@@ -63,29 +64,25 @@ public:
         const QString length = answer.header(u"Content-Length"_s);
         if (noBody) {
             answer.complete = true;
-        } else if (answer.header(u"Transfer-Encoding"_s).contains(u"chunked"_s)) {
-            answer.complete = HXTest::waitUntil(
-                                  [&] {
-                                      const bool closed = fill();
-                                      return takeChunks(answer.body) || closed;
-                                  },
-                                  timeoutMs) &&
-                              !answer.body.isNull();
-        } else if (!length.isEmpty()) {
-            const qsizetype size = length.toLongLong();
-            answer.complete = HXTest::waitUntil(
-                                  [&] {
-                                      const bool closed = fill();
-                                      return buffer.size() >= size || closed;
-                                  },
-                                  timeoutMs) &&
-                              buffer.size() >= size;
-            answer.body = buffer.left(size);
-            buffer.remove(0, size);
         } else {
-            HXTest::waitUntil(fill, timeoutMs);
-            answer.body = std::exchange(buffer, QByteArray());
-            answer.complete = true;
+            HXHTTPBodyDecoder decoder = answer.header(u"Transfer-Encoding"_s).contains(u"chunked"_s)
+                                            ? HXHTTPBodyDecoder::chunked()
+                                        : length.isEmpty() ? HXHTTPBodyDecoder::untilClose()
+                                                           : HXHTTPBodyDecoder::withContentLength(length.toLongLong());
+            HXHTTPBodyDecoder::Result result = HXHTTPBodyDecoder::Result::NeedMore;
+            answer.body = QByteArray("");
+            HXTest::waitUntil(
+                [&] {
+                    const bool closed = fill();
+                    qsizetype consumed = 0;
+                    result = decoder.decode(buffer, consumed, &answer.body);
+                    buffer.remove(0, consumed);
+                    if (closed && result == HXHTTPBodyDecoder::Result::NeedMore)
+                        result = decoder.finish();
+                    return result != HXHTTPBodyDecoder::Result::NeedMore;
+                },
+                timeoutMs);
+            answer.complete = result == HXHTTPBodyDecoder::Result::Complete;
         }
         return answer;
     }
@@ -102,31 +99,6 @@ public:
 
     QTcpSocket socket;
     QByteArray buffer;
-
-private:
-    // Decodes a complete chunked body at the start of the buffer.
-    bool takeChunks(QByteArray &body)
-    {
-        QByteArray decoded("");
-        qsizetype at = 0;
-        for (;;) {
-            const qsizetype lineEnd = buffer.indexOf("\r\n", at);
-            if (lineEnd < 0)
-                return false;
-            const qint64 size = buffer.mid(at, lineEnd - at).toLongLong(nullptr, 16);
-            if (size == 0) {
-                if (buffer.size() < lineEnd + 4)
-                    return false;
-                buffer.remove(0, lineEnd + 4);
-                body = decoded;
-                return true;
-            }
-            if (buffer.size() < lineEnd + 2 + size + 2)
-                return false;
-            decoded += buffer.mid(lineEnd + 2, size);
-            at = lineEnd + 2 + size + 2;
-        }
-    }
 };
 
 class EchoServiceTest : public ::testing::Test

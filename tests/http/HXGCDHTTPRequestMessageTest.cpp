@@ -1,6 +1,7 @@
 // The request bytes of the own engine, built without a network.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPRequestMessage.h"
 #include "HXUserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -46,6 +47,33 @@ TEST(HXGCDHTTPRequestMessageTest, RequestTargetPerProxyMode)
               QByteArray("example.test:443"));
     EXPECT_EQ(HXGCDHTTPRequest::requestTargetWith(QUrl(QStringLiteral("https://example.test:8443/p")), 2),
               QByteArray("example.test:8443"));
+}
+
+TEST(HXGCDHTTPRequestMessageTest, TheWrittenTargetGoesOutAsWritten)
+{
+    struct Case
+    {
+        const char *written;
+        int proxyMode;
+        const char *target;
+    };
+    const Case cases[] = {
+        {"http://e.test/caf%c3%a9/%7euser?q=%c3#f", 0, "/caf%c3%a9/%7euser?q=%c3#f"},
+        {"http://e.test/a b/\u00fc?x=\u00e9", 0, "/a%20b/%C3%BC?x=%C3%A9"},
+        {"http://e.test", 0, "/"},
+        {"http://e.test/%7e", 1, "http://e.test/%7e"},
+        // A text for another URL is not used.
+        {"http://other.test/%7e", 0, "/~"},
+    };
+    const QUrl url(QStringLiteral("http://e.test/%7e"));
+    for (const Case &testCase : cases) {
+        const QString written = QString::fromUtf8(testCase.written);
+        const QUrl parsed(written);
+        const QUrl &target = QString::fromUtf8(testCase.written).contains(u"other") ? url : parsed;
+        EXPECT_EQ(HXHTTPRequestMessage::requestTarget(target, testCase.proxyMode, written).toStdString(),
+                  testCase.target)
+            << testCase.written;
+    }
 }
 
 TEST(HXGCDHTTPRequestMessageTest, DefaultsAreAppendedInOrderAndOnlyWhenMissing)

@@ -3,6 +3,8 @@
 // file served locally that chooses between the proxy and a direct connection.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
+#include "HXPACScript.h"
 #include "HXTestCertificates.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
@@ -58,6 +60,7 @@ protected:
     {
         Result result;
         result.request = std::make_unique<HXGCDHTTPRequest>(url);
+        result.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         result.request->setIgnoreSSLCertificatesValidation(true);
         result.request->setTimeoutInterval(timeout);
         result.request->setRequestHeaders({{QStringLiteral("Accept"), QStringLiteral("text/plain")}});
@@ -182,8 +185,11 @@ TEST_F(HXGCDHTTPRequestProxyTest, UnreadablePACFileFailsWithItsCause)
     EXPECT_EQ(missing.delegate->foldedEvents(), "failed");
     EXPECT_TRUE(missing.delegate->error.sameKindAs(HXHTTPRequestPACFileError()));
     EXPECT_EQ(missing.delegate->error.description, QStringLiteral("Cannot read proxy PAC file"));
+    // The fetch's own cause, once, right under the PAC error.
     ASSERT_TRUE(missing.delegate->error.underlying);
-    EXPECT_TRUE(missing.delegate->error.underlying->underlying); // the fetch's own cause
+    EXPECT_EQ(missing.delegate->error.underlying->domain, QString::fromLatin1(HXPACScript::errorDomain));
+    EXPECT_EQ(missing.delegate->error.underlying->code, 404);
+    EXPECT_FALSE(missing.delegate->error.underlying->underlying);
 
     pacServer.setDefaultScript(HXTestHTTPScript::respond("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nnot a js("));
     Result broken = fetch(QUrl(QStringLiteral("http://127.0.0.1:9/")));

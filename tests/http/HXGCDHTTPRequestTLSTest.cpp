@@ -2,15 +2,28 @@
 // chain is judged after the handshake, by the delegate or not at all.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXTestCertificates.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
 #include "HXUserDefaults.h"
 
+#include <QElapsedTimer>
 #include <QSslConfiguration>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/pem.h>
+#include <openssl/ssl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -41,6 +54,7 @@ protected:
         Result result;
         result.delegate->trustAnswer = answer;
         result.request = std::make_unique<HXGCDHTTPRequest>(url);
+        result.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         result.request->setIgnoreSSLCertificatesValidation(ignoreValidation);
         result.request->setTimeoutInterval(10);
         result.request->setDelegate(result.delegate.get());
@@ -119,6 +133,116 @@ TEST_F(HXGCDHTTPRequestTLSTest, ChainFromATrustedAuthorityPassesItsHostOnly)
     EXPECT_EQ(untrusted.delegate->error.code, 2894);
 }
 
+TEST_F(HXGCDHTTPRequestTLSTest, ExtraCAFilesAreTrustedRoots)
+{
+    const HXTestCertificate authority = HXTestCertificates::certificateAuthority(QStringLiteral("Kea file CA"));
+    const HXTestCertificate leaf = HXTestCertificates::signedBy(authority, QStringLiteral("localhost"));
+    QTemporaryDir folder;
+    const QString caFile = folder.filePath(QStringLiteral("ca.pem"));
+    ASSERT_TRUE(HXTest::writeFile(caFile, authority.certificatePEM));
+    HXServerTrust trust{{leaf.certificate()}, QStringLiteral("127.0.0.1"), {}};
+    EXPECT_FALSE(trust.isTrusted());
+    trust.extraCAFiles = {QStringLiteral("/nonexistent.pem"), caFile};
+    EXPECT_TRUE(trust.isTrusted());
+    trust.host = QStringLiteral("localhost");
+    EXPECT_TRUE(trust.isTrusted());
+    trust.host = QStringLiteral("127.0.0.2");
+    EXPECT_EQ(trust.evaluate().value(0).error(), QSslError::HostNameMismatch);
+}
+
+// One TLS connection served straight with OpenSSL: reads a request, writes
+// `response`, sends close_notify and keeps the TCP connection open until it
+// is destroyed, which Qt's server socket cannot do.
+class CloseNotifyServer
+{
+public:
+    CloseNotifyServer(const HXTestCertificate &identity, QByteArray response) : m_response(std::move(response))
+    {
+        m_context = SSL_CTX_new(TLS_server_method());
+        BIO *certificate = BIO_new_mem_buf(identity.certificatePEM.constData(), int(identity.certificatePEM.size()));
+        BIO *key = BIO_new_mem_buf(identity.privateKeyPEM.constData(), int(identity.privateKeyPEM.size()));
+        X509 *x509 = PEM_read_bio_X509(certificate, nullptr, nullptr, nullptr);
+        EVP_PKEY *privateKey = PEM_read_bio_PrivateKey(key, nullptr, nullptr, nullptr);
+        SSL_CTX_use_certificate(m_context, x509);
+        SSL_CTX_use_PrivateKey(m_context, privateKey);
+        X509_free(x509);
+        EVP_PKEY_free(privateKey);
+        BIO_free(certificate);
+        BIO_free(key);
+        m_listener = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ::bind(m_listener, reinterpret_cast<sockaddr *>(&address), sizeof address);
+        ::listen(m_listener, 1);
+        socklen_t length = sizeof address;
+        ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length);
+        port = ntohs(address.sin_port);
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~CloseNotifyServer()
+    {
+        m_stop = true;
+        ::shutdown(m_listener, SHUT_RDWR);
+        m_thread.join();
+        ::close(m_listener);
+        SSL_CTX_free(m_context);
+    }
+
+    quint16 port = 0;
+
+private:
+    void serve()
+    {
+        const int connection = ::accept(m_listener, nullptr, nullptr);
+        if (connection < 0)
+            return;
+        SSL *ssl = SSL_new(m_context);
+        SSL_set_fd(ssl, connection);
+        if (SSL_accept(ssl) == 1) {
+            QByteArray request;
+            char buffer[4096];
+            while (!request.contains("\r\n\r\n")) {
+                const int read = SSL_read(ssl, buffer, sizeof buffer);
+                if (read <= 0)
+                    break;
+                request.append(buffer, read);
+            }
+            SSL_write(ssl, m_response.constData(), int(m_response.size()));
+            SSL_shutdown(ssl);
+            while (!m_stop)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        SSL_free(ssl);
+        ::close(connection);
+    }
+
+    QByteArray m_response;
+    SSL_CTX *m_context = nullptr;
+    int m_listener = -1;
+    std::atomic_bool m_stop{false};
+    std::thread m_thread;
+};
+
+TEST_F(HXGCDHTTPRequestTLSTest, CloseNotifyEndsABodyReadUntilClose)
+{
+    const HXTestCertificate identity = HXTestCertificates::selfSigned(QStringLiteral("closing"));
+    CloseNotifyServer server(identity, "HTTP/1.1 200 OK\r\n\r\nuntil close");
+    QElapsedTimer timer;
+    timer.start();
+    HXGCDHTTPRequest request(QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(server.port)));
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
+    HXTestHTTPDelegate delegate;
+    request.setIgnoreSSLCertificatesValidation(true);
+    request.setTimeoutInterval(8);
+    request.setDelegate(&delegate);
+    request.start();
+    ASSERT_TRUE(delegate.waitUntilEnded(10000));
+    EXPECT_EQ(delegate.eventsWithoutProgress(), "headers finished");
+    EXPECT_EQ(request.responseData(), QByteArray("until close"));
+    EXPECT_LT(timer.elapsed(), 4000);
+}
+
 TEST_F(HXGCDHTTPRequestTLSTest, TimeLimitIsSuspendedWhileTheUserDecides)
 {
     const HXTestCertificate identity = HXTestCertificates::selfSigned(QStringLiteral("slow user"));
@@ -138,6 +262,7 @@ TEST_F(HXGCDHTTPRequestTLSTest, TimeLimitIsSuspendedWhileTheUserDecides)
         }
     } delegate;
     HXGCDHTTPRequest request(server.url());
+    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
     request.setTimeoutInterval(1.0);
     request.setDelegate(&delegate);
     request.start();

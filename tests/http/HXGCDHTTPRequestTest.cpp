@@ -2,6 +2,8 @@
 // the server receives, the callbacks in order, framing, decoding and failures.
 
 #include "HXGCDHTTPRequest.h"
+#include "HXGzipEncoder.h"
+#include "HXHTTPSettings.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
@@ -12,24 +14,7 @@
 
 #include <gtest/gtest.h>
 
-#include <zlib.h>
-
 namespace {
-
-QByteArray gzip(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = uInt(out.size());
-    deflate(&stream, Z_FINISH);
-    out.truncate(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return out;
-}
 
 QString userAgentLine()
 {
@@ -64,6 +49,7 @@ protected:
     {
         auto exchange = std::make_unique<Exchange>();
         exchange->request = std::make_unique<HXGCDHTTPRequest>(url);
+        exchange->request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         exchange->request->setMethod(method);
         exchange->request->setRequestHeaders(headers);
         exchange->request->setRequestBodyData(body);
@@ -129,6 +115,79 @@ TEST_F(HXGCDHTTPRequestTest, BodyAndContentLengthFollowTheMethod)
     EXPECT_EQ(requests[3], "OPTIONS /o HTTP/1.1\r\n" + common + "Content-Length: 4\r\n\r\nsent");
 }
 
+TEST_F(HXGCDHTTPRequestTest, LineBreaksAreRefusedBeforeConnecting)
+{
+    struct Case
+    {
+        const char *name;
+        QString method;
+        HXHTTPHeaderList headers;
+        const char *named; // what the error names
+    };
+    const HXHTTPHeaderField plain{QStringLiteral("Accept"), QStringLiteral("*/*")};
+    const Case cases[] = {
+        {"value",
+         QStringLiteral("GET"),
+         {plain, {QStringLiteral("X-Token"), QStringLiteral("t\r\nX-Injected: 1")}},
+         "The header \"X-Token\""},
+        {"bare LF",
+         QStringLiteral("GET"),
+         {{QStringLiteral("X-Token"), QStringLiteral("t\nX-Injected: 1")}},
+         "The header \"X-Token\""},
+        {"name",
+         QStringLiteral("GET"),
+         {{QStringLiteral("X-A\r\nX-Injected"), QStringLiteral("1")}},
+         "The header \"X-A\\r\\nX-Injected\""},
+        {"method", QStringLiteral("GET / HTTP/1.1\r\nHost: x\r\n\r\nGET"), {plain}, "The method"},
+    };
+    for (const Case &testCase : cases) {
+        SCOPED_TRACE(testCase.name);
+        auto exchange = sendAndWait(server.url(QStringLiteral("/x")), testCase.method, testCase.headers);
+        EXPECT_EQ(exchange->delegate.foldedEvents(), "failed");
+        EXPECT_EQ(exchange->delegate.error.code, qint64(HXHTTPRequestErrorCode::UnsafeRequest));
+        EXPECT_TRUE(exchange->delegate.error.description.startsWith(QString::fromUtf8(testCase.named)))
+            << exchange->delegate.error.description.toStdString();
+    }
+    EXPECT_EQ(server.connectionCount(), 0);
+}
+
+TEST_F(HXGCDHTTPRequestTest, BodiesOverTheMaximumFailAndSaySo)
+{
+    const QByteArray big(2000, 'b');
+    const QByteArray bomb = HXGzipEncoder::compress(QByteArray(100000, 'z'));
+    const QByteArray responses[] = {
+        "HTTP/1.1 200 OK\r\nContent-Length: 2000\r\n\r\n" + big,
+        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n7d0\r\n" + big + "\r\n0\r\n\r\n",
+        "HTTP/1.1 200 OK\r\n\r\n" + big,
+        "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + bomb,
+    };
+    for (const QByteArray &response : responses) {
+        SCOPED_TRACE(response.left(60).toStdString());
+        server.addResponse(response);
+        Exchange exchange;
+        exchange.request = std::make_unique<HXGCDHTTPRequest>(server.url(QStringLiteral("/big")));
+        exchange.request->setMaximumResponseLength(1000);
+        exchange.request->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
+        exchange.request->setDelegate(&exchange.delegate);
+        exchange.request->start();
+        ASSERT_TRUE(exchange.delegate.waitUntilEnded());
+        EXPECT_EQ(exchange.delegate.eventsWithoutProgress(), "headers failed");
+        EXPECT_EQ(exchange.delegate.error.code, qint64(HXHTTPRequestErrorCode::ResponseTooLarge));
+        EXPECT_TRUE(exchange.delegate.error.description.contains(u"1000"));
+    }
+}
+
+TEST_F(HXGCDHTTPRequestTest, AResetIsAFailureNotTheEndOfTheBody)
+{
+    server.addScript(HXTestHTTPScript().readRequest().write("HTTP/1.1 200 OK\r\n\r\ncut sh").delay(200).reset());
+    auto exchange = sendAndWait(server.url(QStringLiteral("/reset")));
+    EXPECT_EQ(exchange->delegate.eventsWithoutProgress(), "headers failed");
+    EXPECT_EQ(exchange->delegate.error.domain, QStringLiteral("QAbstractSocket"));
+    EXPECT_NE(exchange->delegate.error.code, qint64(QAbstractSocket::RemoteHostClosedError));
+    EXPECT_FALSE(exchange->delegate.error.description.isEmpty());
+    EXPECT_EQ(exchange->request->responseData(), QByteArray("cut sh"));
+}
+
 // One response, how it is framed and decoded, what the request ends with.
 struct FramingCase
 {
@@ -143,7 +202,7 @@ struct FramingCase
 QList<FramingCase> framingCases()
 {
     const QByteArray text = "The quick brown fox jumps over the lazy dog. 0123456789";
-    const QByteArray compressed = gzip(text);
+    const QByteArray compressed = HXGzipEncoder::compress(text);
     return {
         {"content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello", 200, "hello"},
         {"content-length then extra bytes", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", 200, "abc"},
@@ -169,6 +228,8 @@ QList<FramingCase> framingCases()
          "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " + QByteArray::number(compressed.size()) +
              "\r\n\r\n" + compressed,
          200, text},
+        {"gzip with bytes after its member", "GET",
+         "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + compressed + "trailing junk", 200, text},
         {"broken gzip stays raw", "GET", "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\nnot gzip at all", 200,
          "not gzip at all"},
         {"GZIP in capitals is not decoded", "GET", "HTTP/1.1 200 OK\r\nContent-Encoding: GZIP\r\n\r\n" + compressed,

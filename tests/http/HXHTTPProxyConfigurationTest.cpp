@@ -5,6 +5,7 @@
 #include "HXHTTPPreferences.h"
 #include "HXHTTPPreferencesProxyConfigurationOption.h"
 #include "HXHTTPRequest.h"
+#include "HXHTTPSettings.h"
 #include "HXPACScript.h"
 #include "HXUserDefaults.h"
 
@@ -32,8 +33,9 @@ protected:
     static std::string decide(const char *url)
     {
         QUrl pac;
-        const HXHTTPProxyDecision decision =
-            HXHTTPProxyConfiguration::decisionFromSettings(QUrl(QString::fromLatin1(url)), &pac);
+        const HXHTTPProxyDecision decision = HXHTTPProxyConfiguration::decisionFromSettings(
+            QUrl(QString::fromLatin1(url)), HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()),
+            &pac);
         if (pac.isValid())
             return "pac " + pac.toString().toStdString();
         return std::to_string(decision.proxyMode) + " " + decision.host.toStdString() + ":" +
@@ -44,7 +46,8 @@ protected:
 TEST_F(HXHTTPSettingsTest, RegisteredDefaultsOfTheHTTPSettings)
 {
     const QVariantMap defaults = HXUserDefaults::applicationDefaults();
-    EXPECT_EQ(defaults.size(), 34);
+    EXPECT_EQ(defaults.size(), 35);
+    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultTLSExtraCAFiles")), QVariant(QString()));
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPLibrary")).toString(), QStringLiteral("GCDHTTPRequest"));
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultValidateSSLCertificates")), QVariant(true));
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPAlwaysSendRequestBody")), QVariant(false));

@@ -240,6 +240,16 @@ TEST_F(WarningTest, HeaderRowsInListOrder)
     EXPECT_EQ(texts(r).size(), 7);
 }
 
+TEST_F(WarningTest, LineBreaksInAHeader)
+{
+    HXRequest *r = request();
+    HXKeyValue *token = header(r, QStringLiteral("X-Token"), QStringLiteral("t\r\nX-Injected: 1"));
+    const QList<HXWarning> warnings = r->warningsWithDocument(&document);
+    ASSERT_EQ(texts(r), QStringList{QStringLiteral("Header X-Token contains a line break and can't be sent")});
+    press(warnings.first(), QStringLiteral("Disable header"));
+    EXPECT_FALSE(token->enabled());
+}
+
 TEST_F(WarningTest, AcceptEncodingCodings)
 {
     HXRequest *r = request();

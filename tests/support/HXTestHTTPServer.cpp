@@ -1,5 +1,6 @@
 #include "HXTestHTTPServer.h"
 
+#include "HXHTTPBodyDecoder.h"
 #include "HXTestSupport.h"
 
 #include <QPointer>
@@ -8,6 +9,8 @@
 #include <QTcpServer>
 #include <QThread>
 #include <QTimer>
+
+#include <sys/socket.h>
 
 namespace {
 
@@ -18,25 +21,10 @@ qsizetype completeRequestLength(const QByteArray &buffer)
     if (headEnd < 0)
         return -1;
     const qsizetype bodyStart = headEnd + 4;
-    const QList<QByteArray> lines = buffer.left(headEnd).split('\n');
-    bool chunked = false;
-    qsizetype contentLength = 0;
-    for (const QByteArray &line : lines) {
-        const qsizetype colon = line.indexOf(':');
-        if (colon < 0)
-            continue;
-        const QByteArray name = line.left(colon).trimmed().toLower();
-        const QByteArray value = line.mid(colon + 1).trimmed();
-        if (name == "content-length")
-            contentLength = value.toLongLong();
-        else if (name == "transfer-encoding" && value.toLower().endsWith("chunked"))
-            chunked = true;
-    }
-    if (chunked) {
-        const qsizetype end = buffer.indexOf("\r\n0\r\n\r\n", bodyStart - 2);
-        return end < 0 ? -1 : end + 7;
-    }
-    return buffer.size() >= bodyStart + contentLength ? bodyStart + contentLength : -1;
+    HXHTTPBodyDecoder body = HXHTTPBodyDecoder::forRequestHead(QByteArrayView(buffer).first(headEnd));
+    qsizetype consumed = 0;
+    const HXHTTPBodyDecoder::Result result = body.decode(QByteArrayView(buffer).sliced(bodyStart), consumed, nullptr);
+    return result == HXHTTPBodyDecoder::Result::Complete ? bodyStart + consumed : -1;
 }
 
 } // namespace
@@ -73,6 +61,12 @@ HXTestHTTPScript &HXTestHTTPScript::close()
 HXTestHTTPScript &HXTestHTTPScript::hang()
 {
     m_steps.append(Step{Step::Hang});
+    return *this;
+}
+
+HXTestHTTPScript &HXTestHTTPScript::reset()
+{
+    m_steps.append(Step{Step::Reset});
     return *this;
 }
 
@@ -143,6 +137,13 @@ public:
                 return;
             case HXTestHTTPScript::Step::Hang:
                 return;
+            case HXTestHTTPScript::Step::Reset: {
+                const linger immediately{1, 0};
+                ::setsockopt(int(m_socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &immediately,
+                             sizeof immediately);
+                m_socket->abort();
+                return;
+            }
             }
         }
         m_socket->disconnectFromHost();

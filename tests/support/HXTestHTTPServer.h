@@ -21,7 +21,7 @@ class HXTestHTTPScript
 public:
     struct Step
     {
-        enum Kind { ReadRequest, Write, Delay, Close, Hang };
+        enum Kind { ReadRequest, Write, Delay, Close, Hang, Reset };
         Kind kind = Close;
         QByteArray bytes;
         int pieceSize = 0;    // Write: split into pieces of this size (0: one write)
@@ -38,6 +38,8 @@ public:
     HXTestHTTPScript &close();
     // Keeps the connection open and does nothing more.
     HXTestHTTPScript &hang();
+    // Ends the connection with a TCP reset instead of a close.
+    HXTestHTTPScript &reset();
 
     // readRequest, write the bytes, close.
     static HXTestHTTPScript respond(const QByteArray &response);
