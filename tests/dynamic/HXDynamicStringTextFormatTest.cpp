@@ -99,8 +99,7 @@ TEST_F(DynamicStringTextFormatTest, ReadableTokensStoreWhatDirectlyMadeValuesSto
     }
     EXPECT_EQ(
         HXDynamicValueEngine::evaluateStringAsString(*stored(QStringLiteral("{{hmac sha256 key=secret input=abc}}"))),
-        QString::fromLatin1(
-            QMessageAuthenticationCode::hash("abc", "secret", QCryptographicHash::Sha256).toBase64()));
+        QString::fromLatin1(QMessageAuthenticationCode::hash("abc", "secret", QCryptographicHash::Sha256).toBase64()));
     EXPECT_EQ(HXDynamicValueEngine::evaluateStringAsString(*stored(QStringLiteral("a\\{{b}}c"))),
               QStringLiteral("a{{b}}c"));
 }
