@@ -62,7 +62,7 @@ TEST_F(CLITreeEditingTest, DuplicatesAndGroupsAreNamedAsInTheApplication)
                                  "  Login Duplicate\n  Login Duplicate (2)\n  d\n  e\n"));
 }
 
-TEST_F(CLITreeEditingTest, RemovingAskesWithTheApplicationsTextsAndNeedsYes)
+TEST_F(CLITreeEditingTest, RemovingAsksWithTheApplicationsTextsAndNeedsYes)
 {
     for (int i = 0; i < 11; ++i)
         add(QStringLiteral("r%1").arg(i), {QStringLiteral("--folder"), QStringLiteral("Outer/f%1").arg(i)});
