@@ -2,6 +2,7 @@
 
 #include <QCborArray>
 #include <QCborMap>
+#include <QCborStreamReader>
 #include <QCborStreamWriter>
 #include <QCoreApplication>
 
@@ -84,12 +85,13 @@ QByteArray HXKeyedArchiver::archivedDataWithRootObject(const QCborValue &root)
 
 HXResult<QCborValue> HXKeyedArchiver::unarchivedObjectWithData(const QByteArray &data)
 {
-    QCborParserError error;
-    const QCborValue value = QCborValue::fromCbor(data, &error);
-    if (error.error != QCborError::NoError || data.isEmpty())
+    QCborStreamReader reader(data);
+    const QCborValue value = QCborValue::fromCbor(reader);
+    // One whole item and nothing after it.
+    if (data.isEmpty() || reader.lastError() != QCborError::NoError || reader.currentOffset() != data.size())
         return HXError(QStringLiteral("kestrelworks.Kea.KeyedArchive"), 1,
                        QCoreApplication::translate("HXKeyedArchiver", "The archive is not readable (at byte %1).")
-                           .arg(error.offset));
+                           .arg(reader.currentOffset()));
     return value;
 }
 

@@ -86,7 +86,8 @@ TEST_F(ManagedObjectArchiverTest, ForeignOrDamagedArchivesAreRefusedWhole)
     EXPECT_TRUE(refused.error().userInfo.value(QStringLiteral("reason")).toString().startsWith(u"Mismatching"));
     EXPECT_TRUE(context->registeredObjects().isEmpty());
 
-    EXPECT_FALSE(HXManagedObjectUnarchiver::unarchiveObjectWithData("\xff\x00", context).ok());
+    EXPECT_FALSE(HXManagedObjectUnarchiver::unarchiveObjectWithData("\xff", context).ok());
+    EXPECT_FALSE(HXManagedObjectUnarchiver::unarchiveObjectWithData(archive(folder) + "\x01", context).ok());
     auto notAMap = HXManagedObjectUnarchiver::unarchiveObjectWithData(
         HXKeyedArchiver::archivedDataWithRootObject(QCborArray{1, 2}), context);
     ASSERT_TRUE(notAMap.ok());
