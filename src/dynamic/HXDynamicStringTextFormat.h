@@ -19,7 +19,8 @@ class HXManagedObjectContext;
 //             and cookie rows ROWNAME=VALUE, with ! in front for a disabled row
 //   value     a bare word (no blanks, quotes, =, !, braces or backslashes),
 //             null (the property is unset), or "quoted text", in which \x
-//             stands for x and {{...}} is a nested token
+//             stands for x and {{...}} is a nested token, written as at the
+//             top level with its own quotes: "Bearer {{header "Log in" X}}"
 //   escapes   outside tokens \{{ is a literal {{ (and 2n backslashes before
 //             {{ stand for n backslashes)
 //

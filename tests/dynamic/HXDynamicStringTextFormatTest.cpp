@@ -79,6 +79,29 @@ TEST_F(DynamicStringTextFormatTest, EveryKindReadsBackAsItWasWritten)
     }
 }
 
+TEST_F(DynamicStringTextFormatTest, PrintingWhatWasReadIsAFixedPoint)
+{
+    const QStringList texts = {
+        QStringLiteral("\\{{{nonce 4}}}"),
+        QStringLiteral("\\\\{{nonce 4}}\\"),
+        QStringLiteral("{ \\{{ }} \\{"),
+        QStringLiteral("{{base64 \"a\\\"b\\\\\\{{\"}}"),
+        QStringLiteral("{{form \"\"=\"\"}}"),
+        QStringLiteral("{{timestamp}}{{oauth1}}{{hmac}}"),
+        QStringLiteral("{{hash 3 \"{{hash 1 \"x y\"}}\"}}"),
+        QStringLiteral("{{nonce null}}"),
+    };
+    for (const QString &text : texts) {
+        const auto first = stored(text);
+        ASSERT_TRUE(first.ok()) << text.toStdString() << ": " << first.error().description.toStdString();
+        const QString once = printed(*first);
+        const auto second = stored(once);
+        ASSERT_TRUE(second.ok()) << once.toStdString();
+        EXPECT_EQ(*second, *first) << text.toStdString();
+        EXPECT_EQ(printed(*second), once);
+    }
+}
+
 TEST_F(DynamicStringTextFormatTest, ReadableTokensStoreWhatDirectlyMadeValuesStore)
 {
     auto hmac = HXDynamicValue::make<HXHMACDynamicValue>();
