@@ -85,4 +85,12 @@ bool readInput(const QString &path, QByteArray &data, QString &error)
     return true;
 }
 
+void printCommandHelp(const HXCLICommand &command)
+{
+    QString text = QStringLiteral("Usage: kea-cli %1\n\n%2.\n").arg(command.synopsis, command.summary);
+    if (!command.help.isEmpty())
+        text += u'\n' + command.help + (command.help.endsWith(u'\n') ? QString() : QStringLiteral("\n"));
+    writeOut(text);
+}
+
 } // namespace HXCLI

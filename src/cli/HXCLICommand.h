@@ -22,6 +22,7 @@ struct HXCLICommand
     QString synopsis; // one line for --help: "format json|xml [options] [FILE|-]"
     QString summary;  // what it does, one short sentence
     std::function<int(const QStringList &arguments)> run;
+    QString help; // what "kea-cli COMMAND --help" adds below the synopsis: options, examples
 };
 
 // The commands, in the order they registered. Each command's source file
@@ -46,4 +47,6 @@ int usageError(const QString &message);
 // Reads a whole file, or standard input for "-". On failure returns false and
 // sets `error` to a one-line message naming the file.
 bool readInput(const QString &path, QByteArray &data, QString &error);
+// Prints the command's synopsis, summary and help.
+void printCommandHelp(const HXCLICommand &command);
 } // namespace HXCLI

@@ -1,14 +1,15 @@
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
-#include "HXDynamicValueEngine.h"
+#include "HXDynamicStringTextFormat.h"
+#include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXRequestTreeItem.h"
 
 namespace {
 
-// With `details`, each request's line goes on with its method, the display
-// text of its URL and its uuid, separated by two blanks.
+// With `details`, each request's line goes on with its method, its URL in
+// the readable token form and its uuid, separated by two blanks.
 void appendTree(QString &out, const QList<HXRequestTreeItem *> &items, int depth, bool details)
 {
     for (HXRequestTreeItem *item : items) {
@@ -19,7 +20,9 @@ void appendTree(QString &out, const QList<HXRequestTreeItem *> &items, int depth
         } else {
             if (auto *request = dynamic_cast<HXRequest *>(item); request != nullptr && details)
                 out += QStringLiteral("  %1 %2  %3")
-                           .arg(request->method(), HXDynamicValueEngine::displayStringFromString(request->url()),
+                           .arg(request->method(),
+                                HXDynamicStringTextFormat::stringFromArchivedString(
+                                    request->url(), {request->managedObjectContext(), QString()}),
                                 request->uuid());
             out += u'\n';
         }
@@ -44,7 +47,7 @@ int runList(const QStringList &arguments)
 const bool registered = HXCLICommandRegistry::add(
     {QStringLiteral("list"), QStringLiteral("list FILE | list --long FILE"),
      QStringLiteral("print the request tree: folders and requests in order, indented; --long adds each "
-                    "request's method, URL and uuid"),
+                    "request's method, URL (tokens in their readable form) and uuid"),
      runList});
 
 } // namespace

@@ -4,6 +4,8 @@
 
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
+#include "HXCLIPresenter.h"
+#include "HXDocumentCommands.h"
 #include "HXEnvironment.h"
 #include "HXPresenter.h"
 #include "HXRequest.h"
@@ -17,30 +19,10 @@
 
 namespace {
 
-const char sendUsage[] =
-    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]";
+const char sendUsage[] = "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] "
+                         "[--quiet|--include|--verbose]";
 
 enum class Detail { Quiet, Normal, Include, Verbose };
-
-// Questions are answered without a user: an untrusted server is refused
-// (use --insecure), anything else takes its default button; what is shown
-// goes to stderr.
-class HXCLIPresenter : public HXPresenter
-{
-public:
-    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
-    {
-        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n%2\n").arg(alert.message, alert.informativeText));
-        const bool trustQuestion =
-            alert.buttons.size() == 2 && alert.buttons.at(1) == u"Cancel" && alert.buttons.at(0) == u"Continue";
-        if (completion)
-            completion(trustQuestion ? 1 : 0);
-    }
-    void presentError(const HXError &error) override
-    {
-        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error.description));
-    }
-};
 
 QByteArray printableBody(const HXResponse &response)
 {
@@ -66,6 +48,7 @@ int runSend(const QStringList &arguments)
     QString environmentName;
     bool all = false;
     bool insecure = false;
+    bool failOnHTTPError = false;
     Detail detail = Detail::Normal;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments.at(i);
@@ -73,6 +56,8 @@ int runSend(const QStringList &arguments)
             all = true;
         else if (argument == u"--insecure")
             insecure = true;
+        else if (argument == u"--fail")
+            failOnHTTPError = true;
         else if (argument == u"--quiet")
             detail = Detail::Quiet;
         else if (argument == u"--include")
@@ -106,7 +91,7 @@ int runSend(const QStringList &arguments)
 
     QList<HXRequest *> requests;
     if (all) {
-        requests = HXCLI::allRequests(*document);
+        requests = HXDocumentCommands::commandsForDocument(document.get())->allRequestsByUUID();
     } else {
         for (const QString &reference : std::as_const(references)) {
             QString error;
@@ -122,12 +107,14 @@ int runSend(const QStringList &arguments)
     if (insecure)
         HXUserDefaults::standardUserDefaults().setVolatileObject(
             false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
-    HXCLIPresenter presenter;
+    // --all asks the application's question and confirms it.
+    HXCLIPresenter presenter(all);
     HXPresenter::setSharedPresenter(&presenter);
     HXResponseManager::sharedManager();
 
     HXRequestHandler *handler = document->requestHandler();
     int failures = 0;
+    int httpErrors = 0;
     QObject::connect(
         handler, &HXRequestHandler::requestStatusChanged, handler, [&](HXRequest *request, int status, int) {
             if (status != HXRequestHandler::StatusSending)
@@ -147,9 +134,10 @@ int runSend(const QStringList &arguments)
         });
     QObject::connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, handler,
                      [&](HXRequest *request, const std::shared_ptr<HXResponse> &response) {
-                         Q_UNUSED(request);
+                         if (response->statusCode() >= 400)
+                             ++httpErrors;
                          if (detail == Detail::Quiet) {
-                             HXCLI::writeOut(response->statusLine() + u'\n');
+                             HXCLI::writeOut(request->name() + QStringLiteral("  ") + response->statusLine() + u'\n');
                              return;
                          }
                          HXCLI::writeOut(QStringLiteral("%1   (response %2, total %3)\n")
@@ -165,17 +153,30 @@ int runSend(const QStringList &arguments)
 
     QEventLoop loop;
     QObject::connect(handler, &HXRequestHandler::idle, &loop, &QEventLoop::quit, Qt::QueuedConnection);
-    handler->sendRequests(requests);
+    if (all)
+        HXDocumentCommands::commandsForDocument(document.get())->sendAllRequests();
+    else
+        handler->sendRequests(requests);
     if (handler->isBusy())
         loop.exec();
     HXResponseManager::sharedManager()->saveUpdates();
     HXPresenter::setSharedPresenter(nullptr);
-    return failures > 0 ? HXCLIExitFailure : HXCLIExitSuccess;
+    return failures > 0 || (failOnHTTPError && httpErrors > 0) ? HXCLIExitFailure : HXCLIExitSuccess;
 }
 
 const bool registered = HXCLICommandRegistry::add(
     {QStringLiteral("send"),
-     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]"),
-     QStringLiteral("send requests one at a time, record their responses and print them"), runSend});
+     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--quiet|--include|--verbose]"),
+     QStringLiteral("send requests one at a time, record their responses and print them"), runSend,
+     QStringLiteral("REQUEST is a name, a folder path (Folder/Name) or a uuid. --all sends every request in\n"
+                    "the order of their uuids, as the application's Send All does.\n\n"
+                    "Options:\n"
+                    "  --all             send every request of the document\n"
+                    "  --env NAME        evaluate in that environment for this run\n"
+                    "  --insecure        accept servers whose certificate cannot be verified\n"
+                    "  --fail            exit with status 1 when any response is 4xx or 5xx (like curl --fail)\n"
+                    "  --quiet           print each request's name and status line only\n"
+                    "  --include         print the response headers too\n"
+                    "  --verbose         print what is sent as well\n")});
 
 } // namespace

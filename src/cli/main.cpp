@@ -60,6 +60,10 @@ int main(int argc, char *argv[])
     const HXCLICommand *command = HXCLICommandRegistry::find(name);
     if (command == nullptr)
         return HXCLI::usageError(QStringLiteral("unknown command '%1' (see kea-cli --help)").arg(name));
+    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
+        HXCLI::printCommandHelp(*command);
+        return HXCLIExitSuccess;
+    }
     const int status = command->run(arguments);
     HXUserDefaults::standardUserDefaults().synchronize();
     return status;

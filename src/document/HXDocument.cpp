@@ -26,6 +26,7 @@ HXDocument::HXDocument(QObject *parent)
       m_requestHandler(std::make_unique<HXRequestHandler>(this))
 {
     HXDocumentController::sharedDocumentController()->addDocument(this);
+    _observeManagedObjectContext();
 }
 
 HXDocument::~HXDocument()
@@ -46,6 +47,7 @@ HXResult<std::unique_ptr<HXDocument>> HXDocument::openDocument(const QString &pa
         return context.error();
     auto document = std::make_unique<HXDocument>();
     document->m_context = std::move(context).value();
+    document->_observeManagedObjectContext();
     document->m_fileName = QFileInfo(path).absoluteFilePath();
     document->_readOrWriteDocumentUUIDWithURL(path);
     return document;
@@ -191,6 +193,8 @@ void HXDocument::deleteEnvironment()
     }
     auto *successor = static_cast<HXEnvironment *>(found.first());
     HXPresenter::Alert alert;
+    alert.kind = HXPresenter::AlertKind::DeleteEnvironment;
+    alert.document = this;
     alert.message = QCoreApplication::translate("HXDocument", "Delete environment?");
     alert.informativeText =
         QCoreApplication::translate(

@@ -11,6 +11,7 @@
 
 class HXEnvironment;
 class HXManagedObjectContext;
+struct HXManagedObjectChanges;
 class HXManagedObjectModel;
 class HXRequestHandler;
 class HXRequestTreeItem;
@@ -25,6 +26,10 @@ public:
     // A new untitled document with an empty store.
     explicit HXDocument(QObject *parent = nullptr);
     ~HXDocument() override;
+
+    // A new untitled document as a user gets it: one request, the "Default"
+    // environment as the current one, an identifier, and nothing to undo.
+    static std::unique_ptr<HXDocument> makeUntitledDocument();
 
     // Opens the document at `path`; on failure nothing is opened and the
     // file is left as it was.
@@ -74,8 +79,15 @@ public:
 
 Q_SIGNALS:
     void currentEnvironmentChanged(HXEnvironment *environment);
+    // Sent once for every environment inserted, changed or deleted, so the
+    // environment menus can be rebuilt.
+    void environmentsChanged(HXEnvironment *environment);
 
 private:
+    // Sends environmentsChanged for the environments among the changes.
+    void managedObjectContextObjectsDidChange(const HXManagedObjectChanges &changes);
+    void _observeManagedObjectContext();
+
     HXResult<void> _validateSaveURL(const QString &path) const;
 
     std::unique_ptr<HXManagedObjectContext> m_context;

@@ -22,6 +22,12 @@ HXPresenter *g_presenter = nullptr;
 
 } // namespace
 
+void HXPresenter::presentSavePanel(const SavePanel &, const std::function<void(const QString &)> &completion)
+{
+    if (completion)
+        completion(QString());
+}
+
 HXPresenter *HXPresenter::sharedPresenter()
 {
     static HXDefaultPresenter defaultPresenter;

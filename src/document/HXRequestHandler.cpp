@@ -364,6 +364,8 @@ void HXRequestHandler::_reportFailure(HXRequest *request, const HXError &error, 
     alert.message = tr("Kea can't get a response");
     alert.informativeText = informative;
     alert.buttons = {tr("Ok")};
+    alert.kind = HXPresenter::AlertKind::RequestFailed;
+    alert.document = m_document;
     HXPresenter::sharedPresenter()->presentAlert(alert, {});
     if (soundsEnabled())
         HXDesktopServices::sharedServices()->playSound(QStringLiteral("dialog-error"));
@@ -408,6 +410,9 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
         return;
     }
     HXPresenter::Alert alert;
+    alert.kind = HXPresenter::AlertKind::ServerTrust;
+    alert.document = m_document;
+    alert.certificateChain = trust.chain;
     alert.message = tr("Kea can't verify the identity of the remote server \"%1\".").arg(host);
     alert.informativeText = tr("Please review the certificate chain below. You may compromize the informations you "
                                "are sending. Would you like to connect to the remote server anyway?");

@@ -67,13 +67,30 @@ void HXManagedObjectContext::_registerUndo(std::function<void()> action)
         m_undoManager->registerUndo(std::move(action));
 }
 
-void HXManagedObjectContext::_markUpdated(HXManagedObject *object)
+void HXManagedObjectContext::_schedulePendingChanges()
+{
+    if (m_processingScheduled)
+        return;
+    m_processingScheduled = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_processingScheduled = false;
+            processPendingChanges();
+        },
+        Qt::QueuedConnection);
+}
+
+void HXManagedObjectContext::_markUpdated(HXManagedObject *object, const QString &key)
 {
     if (m_trackingSuspended > 0)
         return;
     object->m_dirty = true;
-    if (object->m_live && !m_pending.inserted.contains(object))
+    if (object->m_live && !m_pending.inserted.contains(object)) {
         m_pending.updated.insert(object);
+        m_pending.changedKeys[object].insert(key);
+        _schedulePendingChanges();
+    }
 }
 
 void HXManagedObjectContext::_setAttribute(HXManagedObject *object, int index, const QVariant &value)
@@ -82,7 +99,7 @@ void HXManagedObjectContext::_setAttribute(HXManagedObject *object, int index, c
     if (slot.isValid() == value.isValid() && slot == value && slot.typeId() == value.typeId())
         return;
     QVariant old = std::exchange(slot, value);
-    _markUpdated(object);
+    _markUpdated(object, object->m_entity->attributes().at(index).name);
     _registerUndo([this, object, index, old] { _setAttribute(object, index, old); });
 }
 
@@ -92,7 +109,7 @@ void HXManagedObjectContext::_setToOne(HXManagedObject *object, int index, HXMan
     if (old == target)
         return;
     object->m_toOne[size_t(index)] = target;
-    _markUpdated(object);
+    _markUpdated(object, object->m_entity->relationships().at(index).name);
     _registerUndo([this, object, index, old] { _setToOne(object, index, old); });
 }
 
@@ -102,7 +119,7 @@ void HXManagedObjectContext::_addToMany(HXManagedObject *object, int index, HXMa
     if (members.contains(target))
         return;
     members.append(target);
-    _markUpdated(object);
+    _markUpdated(object, object->m_entity->relationships().at(index).name);
     _registerUndo([this, object, index, target] { _removeToMany(object, index, target); });
 }
 
@@ -113,14 +130,14 @@ void HXManagedObjectContext::_removeToMany(HXManagedObject *object, int index, H
     if (position < 0)
         return;
     members.removeAt(position);
-    _markUpdated(object);
+    _markUpdated(object, object->m_entity->relationships().at(index).name);
     _registerUndo([this, object, index, target, position] {
         // Put it back where it was, so undo restores the exact order.
         QList<HXManagedObject *> &list = object->m_toMany[size_t(index)];
         if (list.contains(target))
             return;
         list.insert(std::min(position, list.size()), target);
-        _markUpdated(object);
+        _markUpdated(object, object->m_entity->relationships().at(index).name);
         _registerUndo([this, object, index, target] { _removeToMany(object, index, target); });
     });
 }
@@ -187,6 +204,7 @@ void HXManagedObjectContext::_register(HXManagedObject *object)
             m_pending.inserted.insert(object);
         else
             m_pending.updated.insert(object);
+        _schedulePendingChanges();
     }
     _registerUndo([this, object] { _unregister(object); });
 }
@@ -199,8 +217,10 @@ void HXManagedObjectContext::_unregister(HXManagedObject *object)
     m_live.erase(object->m_number);
     if (m_trackingSuspended == 0) {
         m_pending.updated.remove(object);
+        m_pending.changedKeys.remove(object);
         if (!m_pending.inserted.remove(object))
             m_pending.deleted.insert(object);
+        _schedulePendingChanges();
     }
     _registerUndo([this, object] { _register(object); });
 }

@@ -5,6 +5,7 @@
 #include "HXManagedObjectModel.h"
 #include "HXResult.h"
 
+#include <QHash>
 #include <QObject>
 #include <QSet>
 
@@ -14,13 +15,23 @@
 
 class HXUndoManager;
 
-// The sets of objects that changed since the last processPendingChanges().
+// The sets of objects that changed since the last processPendingChanges(),
+// and for each updated object the keys (attributes and relationships) that
+// changed.
 struct HXManagedObjectChanges
 {
     QSet<HXManagedObject *> inserted;
     QSet<HXManagedObject *> updated;
     QSet<HXManagedObject *> deleted;
+    QHash<HXManagedObject *, QSet<QString>> changedKeys;
     bool isEmpty() const { return inserted.isEmpty() && updated.isEmpty() && deleted.isEmpty(); }
+    QSet<QString> keysForObject(HXManagedObject *object) const { return changedKeys.value(object); }
+    // An updated object that changed place: its `parent` or `order` changed.
+    bool wasMoved(HXManagedObject *object) const
+    {
+        const QSet<QString> keys = changedKeys.value(object);
+        return keys.contains(QStringLiteral("parent")) || keys.contains(QStringLiteral("order"));
+    }
 };
 
 // An in-memory object graph of one model: creates and owns its objects,
@@ -67,7 +78,8 @@ public:
     HXManagedObject *objectWithNumber(qint64 number) const;
 
     // Sends objectsDidChange with what changed since the last call, and closes
-    // the undo step gathered since then.
+    // the undo step gathered since then. Called by commands when they end,
+    // and otherwise once per turn of the event loop after a change.
     void processPendingChanges();
     bool hasChanges() const;
 
@@ -98,7 +110,8 @@ private:
     void _removeToMany(HXManagedObject *object, int index, HXManagedObject *target);
     void _register(HXManagedObject *object);
     void _unregister(HXManagedObject *object);
-    void _markUpdated(HXManagedObject *object);
+    void _markUpdated(HXManagedObject *object, const QString &key);
+    void _schedulePendingChanges();
     void _registerUndo(std::function<void()> action);
 
     // Relationship changes that keep both sides consistent.
@@ -115,6 +128,7 @@ private:
     qint64 m_nextNumber = 1;
     HXManagedObjectChanges m_pending;
     int m_trackingSuspended = 0;
+    bool m_processingScheduled = false;
 };
 
 Q_DECLARE_METATYPE(HXManagedObjectChanges)

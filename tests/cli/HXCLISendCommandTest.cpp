@@ -2,6 +2,7 @@
 
 #include "HXCLITestRunner.h"
 
+#include <QMap>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -79,19 +80,46 @@ TEST_F(CLISendCommandTest, ALaterRunUsesTheResponseOfAnEarlierOne)
     EXPECT_EQ(stored.out.count("200 OK"), 2);
 }
 
-TEST_F(CLISendCommandTest, SendAllFollowsRedirectsAndReportsFailures)
+TEST_F(CLISendCommandTest, SendAllAsksThenSendsInUUIDOrderFollowingRedirects)
 {
+    // Request names by uuid, from the long listing ("  Name  METHOD url  UUID").
+    const HXCLIRun listed = run({QStringLiteral("list"), QStringLiteral("--long"), document});
+    QMap<QString, QString> namesByUUID;
+    for (const QString &line : QString::fromUtf8(listed.out).split(u'\n', Qt::SkipEmptyParts)) {
+        const QStringList parts = line.trimmed().split(QStringLiteral("  "));
+        if (parts.size() == 3)
+            namesByUUID.insert(parts.at(2), parts.at(0));
+    }
+    ASSERT_EQ(namesByUUID.size(), 6) << listed.out.constData();
+    const QMap<QString, QStringList> statusLines = {
+        {QStringLiteral("Log in"), {QStringLiteral("200 OK")}},
+        {QStringLiteral("Profile"), {QStringLiteral("200 OK")}},
+        {QStringLiteral("Post a form"), {QStringLiteral("200 OK")}},
+        {QStringLiteral("Upload a file"), {QStringLiteral("200 OK")}},
+        {QStringLiteral("Redirect chain"),
+         {QStringLiteral("302 Found"), QStringLiteral("302 Found"), QStringLiteral("302 Found"),
+          QStringLiteral("200 OK")}},
+        {QStringLiteral("Not found"), {QStringLiteral("404 Not Found")}},
+    };
+    // The profile carries the login's token only when the login went first.
+    const QStringList order = namesByUUID.values(); // QMap: ascending uuid
+    QMap<QString, QStringList> expectedLines = statusLines;
+    if (order.indexOf(QStringLiteral("Profile")) < order.indexOf(QStringLiteral("Log in")))
+        expectedLines[QStringLiteral("Profile")] = {QStringLiteral("401 Unauthorized")};
+    QByteArray expected;
+    for (const QString &name : order)
+        for (const QString &status : expectedLines.value(name))
+            expected += (name + QStringLiteral("  HTTP/1.1 ") + status + u'\n').toUtf8();
+
     HXCLIRun all = run({QStringLiteral("send"), document, QStringLiteral("--all"), QStringLiteral("--quiet")});
     EXPECT_EQ(all.status, 0) << all.err.constData();
-    EXPECT_EQ(all.out, QByteArray("HTTP/1.1 200 OK\n"    // log in
-                                  "HTTP/1.1 200 OK\n"    // profile
-                                  "HTTP/1.1 200 OK\n"    // form
-                                  "HTTP/1.1 200 OK\n"    // upload
-                                  "HTTP/1.1 302 Found\n" // redirect chain: three hops
-                                  "HTTP/1.1 302 Found\n"
-                                  "HTTP/1.1 302 Found\n"
-                                  "HTTP/1.1 200 OK\n"
-                                  "HTTP/1.1 404 Not Found\n"));
+    EXPECT_EQ(all.out, expected);
+    EXPECT_TRUE(all.err.contains("Send all?\nSend 6 request(s)?")) << all.err.constData();
+
+    HXCLIRun failing = run({QStringLiteral("send"), document, QStringLiteral("Not found"), QStringLiteral("--fail"),
+                            QStringLiteral("--quiet")});
+    EXPECT_EQ(failing.status, 1);
+    EXPECT_EQ(failing.out, QByteArray("Not found  HTTP/1.1 404 Not Found\n"));
 
     // With the service gone, sending fails with exit status 1 and a message.
     echo.kill();

@@ -6,27 +6,12 @@
 #include "HXEnvironmentVariableDynamicValue.h"
 #include "HXEnvironmentVariableValue.h"
 #include "HXManagedObjectContext.h"
-#include "HXPresenter.h"
+#include "HXScriptedPresenter.h"
 #include "HXUndoManager.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-// Answers alerts with a chosen button and remembers what it was shown.
-class ScriptedPresenter : public HXPresenter
-{
-public:
-    int answer = 0;
-    QList<Alert> alerts;
-    QList<HXError> errors;
-    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
-    {
-        alerts.append(alert);
-        completion(answer);
-    }
-    void presentError(const HXError &error) override { errors.append(error); }
-};
 
 class EnvironmentTest : public ::testing::Test
 {
@@ -42,7 +27,7 @@ protected:
         return HXDynamicValueEngine::evaluateAttributedStringAsString(HXDynamicString::withDynamicValue(token));
     }
 
-    ScriptedPresenter presenter;
+    HXScriptedPresenter presenter;
     HXDocument document;
 };
 
