@@ -4,6 +4,7 @@
 
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
+#include "HXCompletionManager.h"
 #include "HXEnvironment.h"
 #include "HXPresenter.h"
 #include "HXRequest.h"
@@ -125,6 +126,7 @@ int runSend(const QStringList &arguments)
     HXCLIPresenter presenter;
     HXPresenter::setSharedPresenter(&presenter);
     HXResponseManager::sharedManager();
+    HXCompletionManager::sharedCompletionManager(); // learns the headers sent
 
     HXRequestHandler *handler = document->requestHandler();
     int failures = 0;
@@ -169,6 +171,7 @@ int runSend(const QStringList &arguments)
     if (handler->isBusy())
         loop.exec();
     HXResponseManager::sharedManager()->saveUpdates();
+    HXCompletionManager::sharedCompletionManager()->saveUpdates();
     HXPresenter::setSharedPresenter(nullptr);
     return failures > 0 ? HXCLIExitFailure : HXCLIExitSuccess;
 }
