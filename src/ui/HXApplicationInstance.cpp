@@ -172,20 +172,17 @@ bool HXApplicationInstance::deliver(QLocalSocket &socket, const QStringList &arg
 bool HXApplicationInstance::listen()
 {
     const QString name = serverName();
+    // Listening would take the name over from an instance that answers on
+    // it; a socket file that nobody answers on was left by one that ended
+    // abnormally and is replaced.
+    QLocalSocket probe;
+    probe.connectToServer(name);
+    if (probe.waitForConnected(500))
+        return false;
+    QLocalServer::removeServer(name);
     m_server.setSocketOptions(QLocalServer::UserAccessOption);
     if (m_server.listen(name))
         return true;
-    if (m_server.serverError() == QAbstractSocket::AddressInUseError) {
-        // A socket file is there: either another instance answers on it, or
-        // an instance that ended abnormally left it behind.
-        QLocalSocket probe;
-        probe.connectToServer(name);
-        if (probe.waitForConnected(500))
-            return false;
-        QLocalServer::removeServer(name);
-        if (m_server.listen(name))
-            return true;
-    }
     qCWarning(lcKeaInstance).noquote()
         << QStringLiteral("Cannot listen for other Kea processes on %1: %2").arg(name, m_server.errorString());
     return false;

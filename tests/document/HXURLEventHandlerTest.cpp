@@ -17,10 +17,11 @@ TEST(URLEventHandler, HostChoosesTheDocument)
         return made.back().get();
     };
     // No document open: "current" makes one like "new" does.
-    EXPECT_EQ(HXURLEventHandler::handleURLString(u"kea://current.document/requests/current/send"_s, maker),
-              made.at(0).get());
-    EXPECT_EQ(HXURLEventHandler::handleURLString(u"KEA://new.document/requests/new?url=x"_s, maker), made.at(1).get());
+    HXDocument *current = HXURLEventHandler::handleURLString(u"kea://current.document/requests/current/send"_s, maker);
+    HXDocument *fresh = HXURLEventHandler::handleURLString(u"KEA://new.document/requests/new?url=x"_s, maker);
     ASSERT_EQ(made.size(), 2u);
+    EXPECT_EQ(current, made.at(0).get());
+    EXPECT_EQ(fresh, made.at(1).get());
     // The newest document is the frontmost, and "current" takes it.
     EXPECT_EQ(HXURLEventHandler::handleURLString(u"kea://current.document/requests/new"_s, maker), made.at(1).get());
     HXDocumentController::sharedDocumentController()->bringToFront(made.at(0).get());
