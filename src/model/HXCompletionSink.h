@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HXInstalledInstance.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -19,6 +21,6 @@ public:
         addCompletions(category, values);
     }
 
-    static HXCompletionSink *sharedSink();
-    static void setSharedSink(HXCompletionSink *sink);
+    static HXCompletionSink *sharedSink() { return HXInstalledInstance<HXCompletionSink>::get(); }
+    static void setSharedSink(HXCompletionSink *sink) { HXInstalledInstance<HXCompletionSink>::set(sink); }
 };
