@@ -14,6 +14,7 @@ packages=(
   clang libclang-rt-14-dev
   xvfb xauth
   tinyproxy openssl curl jq python3 attr
+  desktop-file-utils appstream shared-mime-info libqt6svg6 help2man
 )
 
 missing=()

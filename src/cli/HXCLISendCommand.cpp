@@ -6,6 +6,7 @@
 #include "HXCLIDocumentAccess.h"
 #include "HXCLIPresenter.h"
 #include "HXDocumentCommands.h"
+#include "HXCompletionManager.h"
 #include "HXEnvironment.h"
 #include "HXPresenter.h"
 #include "HXRequest.h"
@@ -111,6 +112,7 @@ int runSend(const QStringList &arguments)
     HXCLIPresenter presenter(all);
     HXPresenter::setSharedPresenter(&presenter);
     HXResponseManager::sharedManager();
+    HXCompletionManager::sharedCompletionManager(); // learns the headers sent
 
     HXRequestHandler *handler = document->requestHandler();
     int failures = 0;
@@ -160,6 +162,7 @@ int runSend(const QStringList &arguments)
     if (handler->isBusy())
         loop.exec();
     HXResponseManager::sharedManager()->saveUpdates();
+    HXCompletionManager::sharedCompletionManager()->saveUpdates();
     HXPresenter::setSharedPresenter(nullptr);
     return failures > 0 || (failOnHTTPError && httpErrors > 0) ? HXCLIExitFailure : HXCLIExitSuccess;
 }

@@ -2,6 +2,7 @@
 
 #include "HXDocumentController.h"
 #include "HXDocumentLogging.h"
+#include "HXDocumentMigration.h"
 #include "HXDocumentModel.h"
 #include "HXEnvironment.h"
 #include "HXManagedObjectContext.h"
@@ -42,6 +43,7 @@ const HXManagedObjectModel &HXDocument::managedObjectModel()
 
 HXResult<std::unique_ptr<HXDocument>> HXDocument::openDocument(const QString &path)
 {
+    HXDocumentMigration().migrateIfNeeded(path);
     auto context = HXXMLStore::load(path, HXDocumentModel::currentModel());
     if (!context)
         return context.error();

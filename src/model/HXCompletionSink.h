@@ -13,6 +13,13 @@ class HXCompletionSink
 public:
     virtual ~HXCompletionSink() = default;
     virtual void addCompletions(const QString &category, const QStringList &values) = 0;
+    // The same, each value under the filter of the same index (for header
+    // values: the header's name). By default the filters are dropped.
+    virtual void addFilteredCompletions(const QString &category, const QStringList &values, const QStringList &filters)
+    {
+        Q_UNUSED(filters);
+        addCompletions(category, values);
+    }
 
     static HXCompletionSink *sharedSink() { return HXInstalledInstance<HXCompletionSink>::get(); }
     static void setSharedSink(HXCompletionSink *sink) { HXInstalledInstance<HXCompletionSink>::set(sink); }

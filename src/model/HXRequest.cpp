@@ -194,7 +194,8 @@ void HXRequest::saveCompletions() const
         fieldValues.append(display(field.value));
     }
     sink->addCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestHeaders"), headerNames);
-    sink->addCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestHeadersValue"), headerValues);
+    sink->addFilteredCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestHeadersValue"), headerValues,
+                                 headerNames);
     sink->addCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestParameters"), parameterNames);
     sink->addCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestParametersValue"), parameterValues);
     sink->addCompletions(QStringLiteral("HXCompletionCategoryHTTPRequestBody"), fieldNames);

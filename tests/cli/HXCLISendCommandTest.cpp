@@ -136,3 +136,19 @@ TEST_F(CLISendCommandTest, SendAllAsksThenSendsInUUIDOrderFollowingRedirects)
 }
 
 } // namespace
+
+TEST_F(CLISendCommandTest, SentHeadersAreLearntAsCompletions)
+{
+    // The header value sent three times outranks the shipped values.
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(run({QStringLiteral("send"), document, QStringLiteral("Log in")}).status, 0);
+    HXCLIRun values = run({QStringLiteral("complete"), QStringLiteral("HXCompletionCategoryHTTPRequestHeadersValue"),
+                           QStringLiteral("--filter"), QStringLiteral("content-TYPE"), QStringLiteral("APPLICATION/")});
+    EXPECT_EQ(values.status, 0) << values.err.constData();
+    EXPECT_TRUE(values.out.startsWith("application/json\t4\tJSON body\n")) << values.out.constData();
+
+    HXCLIRun names = run({QStringLiteral("complete"), QStringLiteral("HXCompletionCategoryHTTPRequestHeaders"),
+                          QStringLiteral("content-t")});
+    EXPECT_EQ(names.out, "Content-Type\t4\tMedia type of the request body\n");
+    EXPECT_EQ(run({QStringLiteral("complete")}).status, 2);
+}
