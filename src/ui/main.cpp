@@ -1,13 +1,10 @@
 #include "HXApplication.h"
 
-#include <QMainWindow>
-
 int main(int argc, char *argv[])
 {
     HXApplication app(argc, argv);
-    QMainWindow window;
-    window.setWindowTitle(QObject::tr("Kea"));
-    window.resize(1100, 720);
-    window.show();
-    return app.exec();
+    QStringList paths = HXApplication::arguments().mid(1);
+    paths.removeIf([](const QString &argument) { return argument.startsWith(u'-'); });
+    app.openInitialWindows(paths);
+    return HXApplication::exec();
 }

@@ -1,0 +1,183 @@
+// kea-screenshots: renders the screens of a document to PNG files, for
+// looking at the interface without a desktop (scripts/screenshots.sh runs
+// it under Xvfb). Usage: kea-screenshots DOCUMENT OUTPUT-FOLDER
+
+#include "HXApplication.h"
+#include "HXDocument.h"
+#include "HXDocumentActions.h"
+#include "HXDocumentWindow.h"
+#include "HXDynamicStringEdit.h"
+#include "HXLargeTextView.h"
+#include "HXRequest.h"
+#include "HXRequestEditor.h"
+#include "HXRequestListView.h"
+#include "HXResponse.h"
+#include "HXResponseViewer.h"
+#include "HXWarningsButton.h"
+#include "HXWindowManager.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QMenu>
+#include <QPalette>
+#include <QScreen>
+#include <QStyle>
+#include <QStyleFactory>
+#include <QTabWidget>
+#include <QTextStream>
+#include <QTimer>
+#include <QToolButton>
+
+#include <cstdio>
+
+namespace {
+
+void settle(int milliseconds = 300)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+void waitForBody(HXDocumentWindow *window)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (window->responseViewer()->isFormatting() && timer.elapsed() < 60000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    settle();
+}
+
+bool shoot(const QString &folder, const QString &name)
+{
+    settle();
+    const QString path = QDir(folder).filePath(name + QStringLiteral(".png"));
+    const bool saved = QGuiApplication::primaryScreen()->grabWindow(0).save(path);
+    std::printf("%s %s\n", saved ? "wrote" : "could not write", qPrintable(path));
+    return saved;
+}
+
+QPalette darkPalette()
+{
+    QPalette palette;
+    const QColor window(0x2b, 0x2d, 0x31), base(0x1e, 0x1f, 0x22), text(0xe6, 0xe6, 0xe6);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, QColor(0x26, 0x27, 0x2b));
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Button, window);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::ToolTipBase, base);
+    palette.setColor(QPalette::ToolTipText, text);
+    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7e, 0xe0));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x8a, 0x8c, 0x91));
+    palette.setColor(QPalette::Mid, QColor(0x45, 0x47, 0x4c));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x7a, 0x7c, 0x80));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x7a, 0x7c, 0x80));
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x7a, 0x7c, 0x80));
+    return palette;
+}
+
+// A JSON body of about `megabytes` MB: an array of user records.
+QByteArray largeJSON(int megabytes)
+{
+    QByteArray json = "[";
+    for (int i = 0; json.size() < qsizetype(megabytes) * 1000 * 1000; ++i) {
+        if (i > 0)
+            json += ',';
+        json += QStringLiteral(R"({"id":%1,"name":"User %1","email":"user%1@example.com","active":%2,)"
+                               R"("roles":["reader","writer"],"score":%3})")
+                    .arg(i)
+                    .arg(i % 3 == 0 ? QStringLiteral("false") : QStringLiteral("true"))
+                    .arg(i * 7 % 1000)
+                    .toUtf8();
+    }
+    return json + ']';
+}
+
+HXRequest *firstRequestWithResponse(HXDocument *document)
+{
+    std::function<HXRequest *(const QList<HXRequestTreeItem *> &)> find =
+        [&](const QList<HXRequestTreeItem *> &items) -> HXRequest * {
+        for (HXRequestTreeItem *item : items) {
+            if (auto *request = dynamic_cast<HXRequest *>(item)) {
+                if (request->lastResponse() != nullptr &&
+                    request->lastResponse()->defaultBodyTextType() == HXResponse::BodyTextTypeJSON)
+                    return request;
+            } else if (HXRequest *found = find(HXDocument::sortedItems(item->children()))) {
+                return found;
+            }
+        }
+        return nullptr;
+    };
+    return find(document->topLevelItems());
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    HXApplication app(argc, argv);
+    const QStringList arguments = HXApplication::arguments();
+    if (arguments.size() != 3) {
+        std::fprintf(stderr, "usage: kea-screenshots DOCUMENT OUTPUT-FOLDER\n");
+        return 2;
+    }
+    const QString folder = arguments.at(2);
+    QDir().mkpath(folder);
+    HXApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    HXDocumentWindow *window = HXWindowManager::openFile(arguments.at(1));
+    if (window == nullptr)
+        return 1;
+    window->move(0, 0);
+    window->resize(QGuiApplication::primaryScreen()->size());
+    if (HXRequest *request = firstRequestWithResponse(window->document()))
+        window->requestList()->selectItems({request});
+    waitForBody(window);
+
+    bool ok = true;
+    const QStringList views = {QStringLiteral("request"), QStringLiteral("split"), QStringLiteral("response")};
+    for (int view = 0; view < views.size(); ++view) {
+        window->setViewType(view);
+        ok = shoot(folder, QStringLiteral("main-") + views.at(view)) && ok;
+    }
+    window->setViewType(HXDocumentWindow::SplitView);
+    window->requestEditor()->tabs()->setCurrentIndex(HXRequestEditor::HeadersTab);
+    window->responseViewer()->tabs()->setCurrentIndex(HXResponseViewer::HeadersTab);
+    ok = shoot(folder, QStringLiteral("headers-tabs")) && ok;
+    window->requestEditor()->tabs()->setCurrentIndex(HXRequestEditor::ParametersTab);
+    window->responseViewer()->tabs()->setCurrentIndex(HXResponseViewer::BodyTab);
+
+    // A request with warnings, and its popover.
+    window->requestEditor()->urlField()->setStoredString(QStringLiteral("not a url"));
+    window->requestEditor()->urlField()->setFocus();
+    window->requestList()->setFocus();
+    settle();
+    if (window->warningsButton()->isVisible()) {
+        window->showWarnings();
+        ok = shoot(folder, QStringLiteral("warnings")) && ok;
+        if (QWidget *popup = QApplication::activePopupWidget())
+            popup->close();
+    }
+    window->actions()->undo();
+
+    HXApplication::setPalette(darkPalette());
+    settle();
+    ok = shoot(folder, QStringLiteral("dark")) && ok;
+    HXApplication::setPalette(HXApplication::style()->standardPalette());
+
+    auto large = std::make_shared<HXResponse>();
+    large->setHeadersData("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n");
+    large->setBodyData(largeJSON(100));
+    large->setDate(QDateTime::currentDateTime());
+    window->setViewType(HXDocumentWindow::ResponseView);
+    window->responseViewer()->setResponses({large});
+    waitForBody(window);
+    window->responseViewer()->bodyView()->find(QStringLiteral("User 400000"));
+    ok = shoot(folder, QStringLiteral("large-json")) && ok;
+
+    return ok ? 0 : 1;
+}
