@@ -16,9 +16,9 @@
 #include "HXResponseViewer.h"
 #include "HXUIPreferencesManager.h"
 #include "HXUndoManager.h"
+#include "HXViewSwitcher.h"
 #include "HXWarningsButton.h"
 
-#include <QButtonGroup>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QFileDialog>
@@ -27,6 +27,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPainter>
 #include <QProgressBar>
 #include <QSplitter>
 #include <QToolBar>
@@ -173,7 +174,6 @@ void HXDocumentWindow::_buildToolbar()
 
     m_send = new QToolButton;
     m_send->setText(tr("Send"));
-    m_send->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
     m_send->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_send->setPopupMode(QToolButton::MenuButtonPopup);
     auto *sendMenu = new QMenu(m_send);
@@ -182,7 +182,6 @@ void HXDocumentWindow::_buildToolbar()
     connect(m_send, &QToolButton::clicked, this, &HXDocumentWindow::sendSelected);
     m_stop = new QToolButton;
     m_stop->setText(tr("Stop"));
-    m_stop->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
     m_stop->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(m_stop, &QToolButton::clicked, m_actions, &HXDocumentActions::stopRequests);
     bar->addWidget(m_send);
@@ -221,26 +220,36 @@ void HXDocumentWindow::_buildToolbar()
     connect(m_environments, &QComboBox::activated, this, &HXDocumentWindow::_environmentChosen);
     bar->addWidget(m_environments);
 
-    // View switcher: Request | Split | Response.
-    auto *views = new QWidget;
-    auto *viewsLayout = new QHBoxLayout(views);
-    viewsLayout->setContentsMargins(8, 0, 8, 0);
-    viewsLayout->setSpacing(0);
-    m_viewButtons = new QButtonGroup(this);
-    const QStringList names = {tr("Request"), tr("Split"), tr("Response")};
-    for (int i = 0; i < names.size(); ++i) {
-        auto *button = new QToolButton;
-        button->setText(names.at(i));
-        button->setCheckable(true);
-        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
-        m_viewButtons->addButton(button, i);
-        viewsLayout->addWidget(button);
-    }
-    connect(m_viewButtons, &QButtonGroup::idClicked, this, &HXDocumentWindow::setViewType);
-    bar->addWidget(views);
+    m_viewSwitcher = new HXViewSwitcher({tr("Request"), tr("Split"), tr("Response")});
+    connect(m_viewSwitcher, &HXViewSwitcher::chosen, this, &HXDocumentWindow::setViewType);
+    bar->addWidget(m_viewSwitcher);
 
     m_warnings = new HXWarningsButton;
-    bar->addWidget(m_warnings);
+    m_warningsItem = bar->addWidget(m_warnings);
+    m_warningsItem->setVisible(false);
+    _updateIcons();
+}
+
+void HXDocumentWindow::_updateIcons()
+{
+    // Drawn in the palette's text colour, so they read in light and dark.
+    auto symbol = [this](bool triangle) {
+        const qreal ratio = devicePixelRatioF();
+        QPixmap pixmap(QSize(16, 16) * ratio);
+        pixmap.setDevicePixelRatio(ratio);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(palette().color(QPalette::ButtonText));
+        if (triangle)
+            painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
+        else
+            painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
+        return QIcon(pixmap);
+    };
+    m_send->setIcon(symbol(true));
+    m_stop->setIcon(symbol(false));
 }
 
 void HXDocumentWindow::setViewType(int viewType)
@@ -248,8 +257,7 @@ void HXDocumentWindow::setViewType(int viewType)
     m_viewType = std::clamp(viewType, int(RequestView), int(ResponseView));
     m_editor->setVisible(m_viewType != ResponseView);
     m_viewer->setVisible(m_viewType != RequestView);
-    if (QAbstractButton *button = m_viewButtons->button(m_viewType))
-        button->setChecked(true);
+    m_viewSwitcher->setCurrentIndex(m_viewType);
     updateCommandStates();
 }
 
@@ -388,6 +396,8 @@ void HXDocumentWindow::_environmentChosen(int index)
 void HXDocumentWindow::_updateWarnings()
 {
     m_warnings->setRequest(currentRequest(), m_document.get());
+    if (m_warningsItem != nullptr)
+        m_warningsItem->setVisible(m_warnings->count() > 0);
 }
 
 void HXDocumentWindow::showWarnings()
@@ -470,6 +480,8 @@ void HXDocumentWindow::closeEvent(QCloseEvent *event)
 
 void HXDocumentWindow::changeEvent(QEvent *event)
 {
+    if (event->type() == QEvent::PaletteChange && m_send != nullptr)
+        _updateIcons();
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         HXDocumentController::sharedDocumentController()->bringToFront(m_document.get());
     QMainWindow::changeEvent(event);

@@ -12,8 +12,9 @@ class HXRequestEditor;
 class HXRequestListView;
 class HXResponse;
 class HXResponseViewer;
+class HXViewSwitcher;
 class HXWarningsButton;
-class QButtonGroup;
+class QAction;
 class QComboBox;
 class QLabel;
 class QProgressBar;
@@ -61,6 +62,7 @@ protected:
 
 private:
     void _buildToolbar();
+    void _updateIcons();
     void _selectionChanged();
     void _updateTitle();
     void _updateEnvironments();
@@ -85,8 +87,9 @@ private:
     QLabel *m_statusText = nullptr;
     QProgressBar *m_progress = nullptr;
     QComboBox *m_environments = nullptr;
-    QButtonGroup *m_viewButtons = nullptr;
+    HXViewSwitcher *m_viewSwitcher = nullptr;
     HXWarningsButton *m_warnings = nullptr;
+    QAction *m_warningsItem = nullptr;
     int m_viewType = SplitView;
     bool m_updatingEnvironments = false;
 };

@@ -146,7 +146,6 @@ void HXLargeTextView::paintEvent(QPaintEvent *)
     }
     const int lineHeight = _lineHeight();
     const int ascent = fontMetrics().ascent();
-    const int charWidth = fontMetrics().horizontalAdvance(u'M');
     const int left = margin - horizontalScrollBar()->value();
     const qsizetype first = firstVisibleLine();
     const qsizetype lines = lineCount();
@@ -158,12 +157,21 @@ void HXLargeTextView::paintEvent(QPaintEvent *)
         if (end > start && m_text.at(end - 1) == u'\r')
             --end;
         const qsizetype length = std::min(end - start, maximumDrawnLineLength);
-        if (line == matchLine) {
+        const QString shown = m_text.mid(start, length);
+        painter.drawText(left, int(y) + ascent, shown);
+        if (line == matchLine && m_matchStart - start < length) {
+            // Measured on the line itself, so the mark sits on the glyphs
+            // whatever their advance.
             const qsizetype column = m_matchStart - start;
-            const QRect match(left + int(column) * charWidth, int(y), int(m_matchLength) * charWidth, lineHeight);
+            const QString matched = shown.mid(column, m_matchLength);
+            const QFontMetricsF metrics(font());
+            const QRectF match(left + metrics.horizontalAdvance(shown.left(column)), qreal(y),
+                               metrics.horizontalAdvance(matched), lineHeight);
             painter.fillRect(match, colors.color(QPalette::Highlight));
+            painter.setPen(colors.color(QPalette::HighlightedText));
+            painter.drawText(QPointF(match.left(), qreal(y) + ascent), matched);
+            painter.setPen(colors.color(QPalette::Text));
         }
-        painter.drawText(left, int(y) + ascent, m_text.mid(start, length));
     }
 }
 

@@ -10,6 +10,7 @@
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
+#include "HXUIPreferencesManager.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -106,6 +107,10 @@ HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : 
         if (m_request && !m_reloading)
             m_actions->setValue(m_request, QStringLiteral("body"), m_body->storedString(), tr("Change Body"));
     });
+    connect(m_tabs, &QTabWidget::currentChanged, this, [this](int tab) {
+        if (m_request && !m_reloading)
+            HXUIPreferencesManager::sharedManager()->addTabValue(tab, m_request, 0);
+    });
     connect(m_parameters, &QStandardItemModel::itemChanged, this, [this] { _parametersEdited(); });
     if (actions->document())
         connect(actions->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
@@ -180,6 +185,14 @@ void HXRequestEditor::setRequest(HXRequest *request)
         return;
     m_request = request;
     _reload();
+    if (request == nullptr)
+        return;
+    // The tab last used with this request; at first the body of a request
+    // that has one.
+    const std::optional<int> tab = HXUIPreferencesManager::sharedManager()->tabValueForRequest(request, 0);
+    m_reloading = true;
+    m_tabs->setCurrentIndex(tab.value_or(request->body().isEmpty() ? int(ParametersTab) : int(BodyTab)));
+    m_reloading = false;
 }
 
 void HXRequestEditor::focusURL()

@@ -36,6 +36,10 @@ QTableWidget *makeTable(const QStringList &columns)
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setAlternatingRowColors(true);
     table->setShowGrid(false);
+    table->setFrameShape(QFrame::NoFrame);
+    table->setWordWrap(false);
+    table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 10);
+    table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     return table;
 }
 } // namespace
@@ -48,7 +52,7 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
 
     auto *bar = new QWidget;
     auto *barLayout = new QHBoxLayout(bar);
-    barLayout->setContentsMargins(10, 6, 6, 6);
+    barLayout->setContentsMargins(2, 6, 0, 6);
     m_statusCode = new QLabel;
     m_statusCode->setObjectName(QStringLiteral("statusCode"));
     QFont bold = m_statusCode->font();
@@ -80,7 +84,7 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
     bodyLayout->setContentsMargins(0, 0, 0, 0);
     bodyLayout->setSpacing(0);
     auto *findBar = new QHBoxLayout;
-    findBar->setContentsMargins(6, 4, 6, 4);
+    findBar->setContentsMargins(0, 6, 0, 6);
     m_find = new QLineEdit;
     m_find->setPlaceholderText(tr("Find in Body"));
     m_find->setClearButtonEnabled(true);
@@ -133,7 +137,7 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
 
     auto *content = new QWidget;
     auto *contentLayout = new QVBoxLayout(content);
-    contentLayout->setContentsMargins(0, 0, 0, 0);
+    contentLayout->setContentsMargins(8, 0, 8, 0);
     contentLayout->setSpacing(0);
     contentLayout->addWidget(bar);
     contentLayout->addWidget(m_tabs, 1);
@@ -282,6 +286,7 @@ void HXResponseViewer::_fillTables()
         }
     }
     m_headers->resizeColumnToContents(0);
+    m_headers->setColumnWidth(0, m_headers->columnWidth(0) + 24);
 }
 
 QString HXResponseViewer::_hexText(const QByteArray &bytes) const

@@ -4,7 +4,9 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QPainter>
+#include <QPalette>
 #include <QTextDocument>
 
 namespace {
@@ -51,15 +53,19 @@ void HXTokenTextObject::drawObject(QPainter *painter, const QRectF &rect, QTextD
 {
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
+    // The layout puts the object's bottom on the baseline; the pill sits
+    // lower, centred on the text around it.
+    const QRectF pill = rect.translated(0, QFontMetricsF(fontOf(document, format)).descent() - 1);
     const QColor color = colorForGroup(format.stringProperty(HXDynamicStringTextBridge::TokenGroupProperty));
     QColor fill = color;
     fill.setAlpha(48);
     painter->setPen(QPen(color, 1));
     painter->setBrush(fill);
-    painter->drawRoundedRect(rect.adjusted(0.5, 1.5, -0.5, -0.5), rect.height() / 2 - 1, rect.height() / 2 - 1);
+    painter->drawRoundedRect(pill.adjusted(0.5, 1.5, -0.5, -0.5), pill.height() / 2 - 1, pill.height() / 2 - 1);
     painter->setFont(fontOf(document, format));
-    painter->setPen(color.darker(115));
-    painter->drawText(rect.adjusted(padding, 1, -padding, 0), Qt::AlignCenter, labelOf(format));
+    const bool dark = QGuiApplication::palette().color(QPalette::Base).lightness() < 128;
+    painter->setPen(dark ? color.lighter(150) : color.darker(115));
+    painter->drawText(pill.adjusted(padding, 1, -padding, 0), Qt::AlignCenter, labelOf(format));
     painter->restore();
 }
 

@@ -14,7 +14,6 @@ HXWarningsButton::HXWarningsButton(QWidget *parent) : QToolButton(parent)
     setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
     setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(this, &QToolButton::clicked, this, &HXWarningsButton::showPopover);
-    setVisible(false);
 }
 
 void HXWarningsButton::setRequest(HXRequest *request, HXDocument *document)
@@ -29,8 +28,8 @@ void HXWarningsButton::refresh()
     if (m_request != nullptr && !m_request->isLive())
         m_request = nullptr;
     const qsizetype count = m_request && m_document ? m_request->warningsWithDocument(m_document).size() : 0;
+    m_count = int(count);
     setText(QString::number(count));
-    setVisible(count > 0);
     setToolTip(count == 1 ? tr("1 Warning") : tr("%1 Warnings").arg(count));
 }
 

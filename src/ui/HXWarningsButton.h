@@ -7,7 +7,7 @@ class HXDocument;
 class HXRequest;
 
 // The toolbar's warnings button: the count of the selected request's
-// warnings as its badge, hidden when there are none. Clicking it shows the
+// warnings as its badge. The toolbar hides it when there are none. Clicking it shows the
 // warnings with their repair buttons.
 class HXWarningsButton : public QToolButton
 {
@@ -17,9 +17,11 @@ public:
 
     void setRequest(HXRequest *request, HXDocument *document);
     void refresh();
+    int count() const { return m_count; }
     void showPopover();
 
 private:
     HXRequest *m_request = nullptr;
     QPointer<HXDocument> m_document;
+    int m_count = 0;
 };
