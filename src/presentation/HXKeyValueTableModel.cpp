@@ -186,15 +186,25 @@ Qt::ItemFlags HXKeyValueTableModel::flags(const QModelIndex &index) const
 
 bool HXKeyValueTableModel::removeRows(int row, int count, const QModelIndex &parent)
 {
-    if (parent.isValid() || !m_actions || count <= 0)
+    if (parent.isValid() || count <= 0)
         return false;
-    QList<HXKeyValue *> rows;
-    for (int i = row; i < row + count; ++i) {
-        if (HXKeyValue *keyValue = keyValueForRow(i); keyValue != nullptr && !keyValue->isBlank())
-            rows.append(keyValue);
+    QList<int> rows;
+    for (int i = row; i < row + count; ++i)
+        rows.append(i);
+    return removeRowList(rows);
+}
+
+bool HXKeyValueTableModel::removeRowList(const QList<int> &rows)
+{
+    if (!m_actions)
+        return false;
+    QList<HXKeyValue *> keyValues;
+    for (int row : rows) {
+        if (HXKeyValue *keyValue = keyValueForRow(row); keyValue != nullptr && !keyValue->isBlank())
+            keyValues.append(keyValue);
     }
-    if (rows.isEmpty())
+    if (keyValues.isEmpty())
         return false;
-    m_actions->deleteKeyValues(rows);
+    m_actions->deleteKeyValues(keyValues);
     return true;
 }

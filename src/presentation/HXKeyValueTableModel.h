@@ -41,6 +41,8 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
     bool removeRows(int row, int count, const QModelIndex &parent = {}) override;
+    // Deletes the stored rows among `rows` as one step.
+    bool removeRowList(const QList<int> &rows);
 
     void reload();
 

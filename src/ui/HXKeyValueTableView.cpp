@@ -1,5 +1,7 @@
 #include "HXKeyValueTableView.h"
 
+#include "HXKeyValueTableModel.h"
+
 #include <QHeaderView>
 #include <QKeyEvent>
 
@@ -36,9 +38,13 @@ void HXKeyValueTableView::keyPressEvent(QKeyEvent *event)
         QList<int> rows;
         for (const QModelIndex &index : selectionModel()->selectedRows())
             rows.append(index.row());
-        std::sort(rows.begin(), rows.end(), std::greater<>());
-        for (int row : rows)
-            model()->removeRows(row, 1);
+        if (auto *table = qobject_cast<HXKeyValueTableModel *>(model())) {
+            table->removeRowList(rows);
+        } else {
+            std::sort(rows.begin(), rows.end(), std::greater<>());
+            for (int row : rows)
+                model()->removeRows(row, 1);
+        }
         return;
     }
     QTableView::keyPressEvent(event);

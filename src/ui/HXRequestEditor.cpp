@@ -24,6 +24,7 @@
 #include <QStackedWidget>
 #include <QStandardItemModel>
 #include <QTabWidget>
+#include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -112,6 +113,7 @@ HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : 
             HXUIPreferencesManager::sharedManager()->addTabValue(tab, m_request, 0);
     });
     connect(m_parameters, &QStandardItemModel::itemChanged, this, [this] { _parametersEdited(); });
+    connect(m_parameters, &QStandardItemModel::rowsRemoved, this, [this] { _parametersEdited(); });
     if (actions->document())
         connect(actions->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
                 &HXRequestEditor::_objectsDidChange);
@@ -237,7 +239,10 @@ void HXRequestEditor::_reload()
     } else {
         m_headers->setOwner(nullptr, QString());
     }
-    _reloadParameters();
+    // A change made from the parameters table rebuilds the table once the
+    // table's own signal has returned.
+    if (!m_editingParameters)
+        _reloadParameters();
     m_reloading = false;
 }
 
@@ -298,7 +303,10 @@ void HXRequestEditor::_parametersEdited()
     }
     const QString updated =
         pairs.isEmpty() ? QString(base + fragment) : QString(base + u'?' + pairs.join(u'&') + fragment);
+    m_editingParameters = true;
     m_actions->setValue(m_request, QStringLiteral("url"),
                         HXDynamicValueEngine::archiveAttributedString(HXDynamicString(updated)),
                         tr("Change Parameters"));
+    m_editingParameters = false;
+    QTimer::singleShot(0, this, &HXRequestEditor::_reloadParameters);
 }

@@ -47,6 +47,7 @@ private:
     QPointer<HXDocumentActions> m_actions;
     HXRequest *m_request = nullptr;
     bool m_reloading = false;
+    bool m_editingParameters = false;
 
     QStackedWidget *m_stack = nullptr;
     QComboBox *m_method = nullptr;

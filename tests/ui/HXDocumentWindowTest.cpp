@@ -18,9 +18,11 @@
 #include "HXUndoManager.h"
 #include "HXWindowManager.h"
 
+#include <QAbstractItemView>
 #include <QAction>
 #include <QLabel>
 #include <QMimeData>
+#include <QTabWidget>
 #include <QTest>
 #include <QTreeView>
 
@@ -142,6 +144,29 @@ TEST_F(DocumentWindowTest, ViewSwitcherAndEmptyStates)
     EXPECT_EQ(window->requestEditor()->request(), nullptr);
     window->setViewType(HXDocumentWindow::SplitView);
     EXPECT_TRUE(window->requestEditor()->isVisible());
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, ParametersFollowTheURLBothWays)
+{
+    HXRequestEditor *editor = window->requestEditor();
+    HXRequest *request = window->currentRequest();
+    window->actions()->setValue(request, QStringLiteral("url"), QStringLiteral("http://h/p?a=1&b=two%20words#top"),
+                                QStringLiteral("Change URL"));
+    QAbstractItemModel *parameters =
+        static_cast<QAbstractItemView *>(editor->tabs()->widget(HXRequestEditor::ParametersTab))->model();
+    ASSERT_EQ(parameters->rowCount(), 3) << "two parameters and the blank row";
+    EXPECT_EQ(parameters->index(1, 2).data().toString(), QStringLiteral("two words"));
+
+    parameters->setData(parameters->index(1, 2), QStringLiteral("x&y"));
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
+    parameters->setData(parameters->index(2, 1), QStringLiteral("new"));
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y&new#top"));
+    window->actions()->undo();
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
 }
 
 } // namespace
