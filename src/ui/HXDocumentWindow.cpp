@@ -295,6 +295,7 @@ void HXDocumentWindow::_selectionChanged()
         m_viewer->setEmptyText(tr("No Response\nPress Ctrl+Return to send the request."));
         m_viewer->setResponses(HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid()));
     }
+    m_viewer->setRequestText(HXResponseViewer::requestText(request, m_document.get()));
     _updateWarnings();
     updateCommandStates();
 }

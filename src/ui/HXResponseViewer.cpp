@@ -2,6 +2,7 @@
 
 #include "HXJSONOutlineModel.h"
 #include "HXLargeTextView.h"
+#include "HXRequest.h"
 #include "HXRequestListDelegate.h"
 #include "HXResponse.h"
 #include "HXResponseListModel.h"
@@ -193,6 +194,24 @@ void HXResponseViewer::focusFind()
 void HXResponseViewer::setRequestText(const QString &text)
 {
     m_requestView->setText(text);
+}
+
+QString HXResponseViewer::requestText(HXRequest *request, HXEvaluationDocument *document)
+{
+    if (request == nullptr)
+        return QString();
+    const HXRequestAssembly assembly = request->assemblyAsSent(document);
+    const QString target = assembly.URL ? assembly.URL->toString(QUrl::FullyEncoded) : tr("(invalid URL)");
+    QString text = request->method() + u' ' + target + u'\n';
+    for (const HXRequestHeaderEntry &entry : assembly.headers)
+        text += entry.name + QStringLiteral(": ") + entry.value + u'\n';
+    if (!assembly.bodyData.isEmpty()) {
+        HXBodyFormatter::Input body;
+        body.body = assembly.bodyData.left(maximumRawBytes);
+        body.encoding = assembly.bodyEncoding;
+        text += u'\n' + HXBodyFormatter::formatNow(body).text;
+    }
+    return text;
 }
 
 void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)

@@ -6,7 +6,9 @@
 
 #include <memory>
 
+class HXEvaluationDocument;
 class HXJSONOutlineModel;
+class HXRequest;
 class HXLargeTextView;
 class HXResponse;
 class HXResponseListModel;
@@ -36,8 +38,9 @@ public:
     void setResponses(const QList<std::shared_ptr<HXResponse>> &responses);
     void showResponse(const std::shared_ptr<HXResponse> &response);
     std::shared_ptr<HXResponse> response() const { return m_response; }
-    // What was sent, as text (request line, headers, body).
+    // What is sent, as text (request line, headers, body).
     void setRequestText(const QString &text);
+    static QString requestText(HXRequest *request, HXEvaluationDocument *document);
     void setEmptyText(const QString &text);
 
     HXLargeTextView *bodyView() const { return m_bodyView; }

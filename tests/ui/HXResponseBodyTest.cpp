@@ -22,7 +22,7 @@ TEST(ResponseBodyTest, FormatsByKindAndFallsBackToTheText)
         {"broken JSON is shown as received", R"({"a":)", HXResponse::BodyTextTypeJSON, HXStringEncoding::UTF8,
          R"({"a":)", false},
         {"XML", "<a><b>x</b></a>", HXResponse::BodyTextTypeXML, HXStringEncoding::UTF8,
-         "<?xml version=\"1.0\"?>\n<a>\n  <b>x</b>\n</a>\n", true},
+         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>\n  <b>x</b>\n</a>\n", true},
         {"text in its charset", "caf\xe9", HXResponse::BodyTextTypeText, HXStringEncoding::ISOLatin1, "café", false},
         {"bytes that do not decode", "caf\xe9", HXResponse::BodyTextTypeText, HXStringEncoding::UTF8, "caf\u00e9",
          false},
