@@ -155,6 +155,14 @@ bool HXDynamicStringEdit::event(QEvent *event)
     return QTextEdit::event(event);
 }
 
+void HXDynamicStringEdit::changeEvent(QEvent *event)
+{
+    QTextEdit::changeEvent(event);
+    // Pills take their text colour from the palette when drawn.
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange)
+        viewport()->update();
+}
+
 QMimeData *HXDynamicStringEdit::createMimeDataFromSelection() const
 {
     const QTextCursor cursor = textCursor();

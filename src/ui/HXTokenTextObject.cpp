@@ -64,7 +64,7 @@ void HXTokenTextObject::drawObject(QPainter *painter, const QRectF &rect, QTextD
     painter->drawRoundedRect(pill.adjusted(0.5, 1.5, -0.5, -0.5), pill.height() / 2 - 1, pill.height() / 2 - 1);
     painter->setFont(fontOf(document, format));
     const bool dark = QGuiApplication::palette().color(QPalette::Base).lightness() < 128;
-    painter->setPen(dark ? color.lighter(150) : color.darker(115));
+    painter->setPen(dark ? color.lighter(175) : color.darker(115));
     painter->drawText(pill.adjusted(padding, 1, -padding, 0), Qt::AlignCenter, labelOf(format));
     painter->restore();
 }

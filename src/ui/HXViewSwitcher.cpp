@@ -3,6 +3,7 @@
 #include <QButtonGroup>
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QTimer>
 #include <QToolButton>
 
 HXViewSwitcher::HXViewSwitcher(const QStringList &titles, QWidget *parent)
@@ -44,19 +45,21 @@ void HXViewSwitcher::_applyStyle()
     // it changes (a switch between light and dark).
     m_styling = true;
     setStyleSheet(QString());
-    setStyleSheet(
-        QStringLiteral("QToolButton { border: 1px solid palette(mid); background: palette(button); padding: 3px 12px; }"
-                       "QToolButton:checked { background: palette(highlight); color: palette(highlighted-text);"
-                       " border-color: palette(highlight); }"
-                       "QToolButton:hover:!checked { background: palette(midlight); }"
-                       "QToolButton#first { border-top-left-radius: 4px; border-bottom-left-radius: 4px; }"
-                       "QToolButton#last { border-top-right-radius: 4px; border-bottom-right-radius: 4px; }"));
+    setStyleSheet(QStringLiteral(
+        "QToolButton { border: 1px solid rgba(128, 128, 128, 0.55); background: transparent; padding: 3px 12px;"
+        " color: palette(button-text); }"
+        "QToolButton:checked { background: palette(highlight); color: palette(highlighted-text);"
+        " border-color: palette(highlight); }"
+        "QToolButton:hover:!checked { background: rgba(128, 128, 128, 0.18); }"
+        "QToolButton#first { border-top-left-radius: 4px; border-bottom-left-radius: 4px; }"
+        "QToolButton#last { border-top-right-radius: 4px; border-bottom-right-radius: 4px; }"));
     m_styling = false;
 }
 
 void HXViewSwitcher::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange && !m_styling)
-        _applyStyle();
+    // Applied once the new palette has reached every widget.
+    if ((event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange) && !m_styling)
+        QTimer::singleShot(0, this, &HXViewSwitcher::_applyStyle);
 }

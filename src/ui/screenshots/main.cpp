@@ -8,6 +8,7 @@
 #include "HXDocumentWindow.h"
 #include "HXDynamicStringEdit.h"
 #include "HXLargeTextView.h"
+#include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestEditor.h"
 #include "HXRequestListView.h"
@@ -165,10 +166,22 @@ int main(int argc, char *argv[])
     }
     window->actions()->undo();
 
-    HXApplication::setPalette(darkPalette());
+    // Dark mode as a desktop in dark mode starts Kea: the palette first,
+    // then the window.
+    const QString document = window->document()->fileName();
+    window->document()->managedObjectContext()->markSaved();
+    window->close();
     settle();
+    HXApplication::setPalette(darkPalette());
+    window = HXWindowManager::openFile(document);
+    if (window == nullptr)
+        return 1;
+    window->move(0, 0);
+    window->resize(QGuiApplication::primaryScreen()->size());
+    if (HXRequest *request = firstRequestWithResponse(window->document()))
+        window->requestList()->selectItems({request});
+    waitForBody(window);
     ok = shoot(folder, QStringLiteral("dark")) && ok;
-    HXApplication::setPalette(HXApplication::style()->standardPalette());
 
     auto large = std::make_shared<HXResponse>();
     large->setHeadersData("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n");
