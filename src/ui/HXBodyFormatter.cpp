@@ -43,7 +43,7 @@ HXBodyFormatter::Result HXBodyFormatter::formatNow(const Input &input)
     return result;
 }
 
-void HXBodyFormatter::format(Input input, std::function<void(const Result &)> done)
+void HXBodyFormatter::format(Input input, std::function<void(Result &)> done)
 {
     const quint64 generation = ++m_generation;
     ++m_running;

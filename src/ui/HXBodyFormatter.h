@@ -41,8 +41,9 @@ public:
     explicit HXBodyFormatter(QObject *parent = nullptr);
 
     // Starts formatting; `done` runs on this object's thread unless another
-    // format() was started in the meantime.
-    void format(Input input, std::function<void(const Result &)> done);
+    // format() was started in the meantime, and may take the result apart
+    // (its line offsets are large for large bodies: move them, never copy).
+    void format(Input input, std::function<void(Result &)> done);
     // The work itself, on the calling thread.
     static Result formatNow(const Input &input);
     bool isBusy() const { return m_running > 0; }

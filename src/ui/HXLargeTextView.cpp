@@ -5,7 +5,9 @@
 #include <QFontDatabase>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QScrollBar>
+#include <QThreadPool>
 
 #include <algorithm>
 
@@ -55,6 +57,7 @@ void HXLargeTextView::setText(const QString &text, std::vector<qsizetype> lineSt
     m_longestLine = longestLine;
     m_matchStart = -1;
     m_matchLength = 0;
+    ++m_searchGeneration;
     verticalScrollBar()->setValue(0);
     horizontalScrollBar()->setValue(0);
     _updateScrollBars();
@@ -102,25 +105,59 @@ qsizetype HXLargeTextView::_lineOf(qsizetype position) const
     return qsizetype(std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), position) - m_lineStarts.begin()) - 1;
 }
 
+qsizetype HXLargeTextView::_search(const QString &text, const QString &needle, qsizetype matchStart, bool backwards)
+{
+    qsizetype found = -1;
+    if (backwards) {
+        found = text.lastIndexOf(needle, matchStart > 0 ? matchStart - 1 : -1, Qt::CaseInsensitive);
+        if (found < 0)
+            found = text.lastIndexOf(needle, -1, Qt::CaseInsensitive);
+    } else {
+        found = text.indexOf(needle, matchStart < 0 ? 0 : matchStart + 1, Qt::CaseInsensitive);
+        if (found < 0)
+            found = text.indexOf(needle, 0, Qt::CaseInsensitive);
+    }
+    return found;
+}
+
 bool HXLargeTextView::find(const QString &needle, bool backwards)
 {
     if (needle.isEmpty() || m_text.isEmpty())
         return false;
-    qsizetype found = -1;
-    if (backwards) {
-        const qsizetype from = m_matchStart > 0 ? m_matchStart - 1 : -1;
-        found = m_text.lastIndexOf(needle, from, Qt::CaseInsensitive);
-        if (found < 0)
-            found = m_text.lastIndexOf(needle, -1, Qt::CaseInsensitive);
-    } else {
-        found = m_text.indexOf(needle, m_matchStart < 0 ? 0 : m_matchStart + 1, Qt::CaseInsensitive);
-        if (found < 0)
-            found = m_text.indexOf(needle, 0, Qt::CaseInsensitive);
+    const quint64 generation = ++m_searchGeneration;
+    if (m_text.size() <= asynchronousSearchLength) {
+        const qsizetype found = _search(m_text, needle, m_matchStart, backwards);
+        if (found >= 0)
+            _showMatch(found, needle.size());
+        Q_EMIT searchFinished(found >= 0);
+        return found >= 0;
     }
-    if (found < 0)
-        return false;
+    // A copy of the text is shared, not copied: the worker reads it while
+    // the view keeps drawing.
+    QPointer<HXLargeTextView> self(this);
+    QThreadPool::globalInstance()->start([self, generation, text = m_text, needle, start = m_matchStart, backwards] {
+        const qsizetype found = _search(text, needle, start, backwards);
+        QObject *receiver = self.data();
+        if (receiver == nullptr)
+            return;
+        QMetaObject::invokeMethod(
+            receiver,
+            [self, generation, found, length = needle.size()] {
+                if (!self || generation != self->m_searchGeneration)
+                    return;
+                if (found >= 0)
+                    self->_showMatch(found, length);
+                Q_EMIT self->searchFinished(found >= 0);
+            },
+            Qt::QueuedConnection);
+    });
+    return true;
+}
+
+void HXLargeTextView::_showMatch(qsizetype found, qsizetype length)
+{
     m_matchStart = found;
-    m_matchLength = needle.size();
+    m_matchLength = length;
     const qsizetype line = _lineOf(found);
     const int visible = verticalScrollBar()->pageStep();
     if (line < firstVisibleLine() || line >= firstVisibleLine() + visible)
@@ -131,7 +168,6 @@ bool HXLargeTextView::find(const QString &needle, bool backwards)
     if (x < horizontalScrollBar()->value() || x > horizontalScrollBar()->value() + viewport()->width() - 40)
         horizontalScrollBar()->setValue(std::max(0, x - viewport()->width() / 3));
     viewport()->update();
-    return true;
 }
 
 void HXLargeTextView::paintEvent(QPaintEvent *)

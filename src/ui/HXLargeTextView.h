@@ -23,14 +23,20 @@ public:
     static std::vector<qsizetype> lineStartsOf(const QString &text, qsizetype *longestLine = nullptr);
 
     // Finds `needle` (case-insensitive) after the current match, wrapping
-    // round; false when the text does not contain it.
+    // round; false when the text does not contain it. In a text longer than
+    // asynchronousSearchLength the search runs on a worker: find() answers
+    // whether it started, and searchFinished() tells the result.
     bool find(const QString &needle, bool backwards = false);
+    static constexpr qsizetype asynchronousSearchLength = 4 << 20;
     qsizetype matchPosition() const { return m_matchStart; }
     // The first line shown.
     qsizetype firstVisibleLine() const;
     void scrollToLine(qsizetype line);
     // Placeholder shown when the text is empty.
     void setPlaceholderText(const QString &text);
+
+Q_SIGNALS:
+    void searchFinished(bool found);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -39,6 +45,8 @@ protected:
 
 private:
     void _updateScrollBars();
+    void _showMatch(qsizetype position, qsizetype length);
+    static qsizetype _search(const QString &text, const QString &needle, qsizetype matchStart, bool backwards);
     qsizetype _lineOf(qsizetype position) const;
     int _lineHeight() const;
 
@@ -48,4 +56,5 @@ private:
     qsizetype m_longestLine = 0;
     qsizetype m_matchStart = -1;
     qsizetype m_matchLength = 0;
+    quint64 m_searchGeneration = 0;
 };

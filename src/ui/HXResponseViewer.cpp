@@ -234,27 +234,30 @@ void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)
     input.type = response->defaultBodyTextType();
     input.encoding = response->stringEncoding();
     input.jsonSettings = HXJSONPrintingSettings::fromStandardUserDefaults();
-    m_formatter.format(input, [this](const HXBodyFormatter::Result &result) { _showBody(result); });
+    m_formatter.format(input, [this](HXBodyFormatter::Result &result) { _showBody(result); });
     if (input.body.isEmpty())
         m_bodyView->setPlaceholderText(tr("No Body"));
 
-    // Raw keeps the bytes as received: the head, then the body as text.
+    // Raw keeps the bytes as received: the head, then the body as text,
+    // decoded on a worker too.
     HXBodyFormatter::Input raw;
     raw.body = response->headersData() + input.body.left(maximumRawBytes);
-    raw.encoding = response->stringEncoding();
-    QString rawText = HXBodyFormatter::formatNow(raw).text;
     if (input.body.size() > maximumRawBytes)
-        rawText += u'\n' + tr("… %1 more bytes").arg(input.body.size() - maximumRawBytes);
-    m_rawView->setText(rawText);
+        raw.body += "\n... " + QByteArray::number(input.body.size() - maximumRawBytes) + " more bytes";
+    raw.encoding = response->stringEncoding();
+    m_rawView->setText(QString());
+    m_rawFormatter.format(raw, [this](HXBodyFormatter::Result &result) {
+        m_rawView->setText(result.text, std::move(result.lineStarts), result.longestLine);
+    });
     if (m_tabs->isTabVisible(HexTab))
         m_hexView->setText(_hexText(input.body));
     _fillTables();
 }
 
-void HXResponseViewer::_showBody(const HXBodyFormatter::Result &result)
+void HXResponseViewer::_showBody(HXBodyFormatter::Result &result)
 {
     m_bodyView->setPlaceholderText(result.text.isEmpty() ? tr("No Body") : QString());
-    m_bodyView->setText(result.text, result.lineStarts, result.longestLine);
+    m_bodyView->setText(result.text, std::move(result.lineStarts), result.longestLine);
     m_outlineModel->setTree(result.jsonTree);
     m_bodyMode->setEnabled(result.jsonTree != nullptr);
     if (result.jsonTree == nullptr)

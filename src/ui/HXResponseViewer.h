@@ -45,7 +45,7 @@ public:
 
     HXLargeTextView *bodyView() const { return m_bodyView; }
     QTabWidget *tabs() const { return m_tabs; }
-    bool isFormatting() const { return m_formatter.isBusy(); }
+    bool isFormatting() const { return m_formatter.isBusy() || m_rawFormatter.isBusy(); }
     void showOlder();
     void showNewer();
     void focusFind();
@@ -54,7 +54,7 @@ Q_SIGNALS:
     void bodyShown();
 
 private:
-    void _showBody(const HXBodyFormatter::Result &result);
+    void _showBody(HXBodyFormatter::Result &result);
     void _updateStatusBar();
     void _fillTables();
     QString _hexText(const QByteArray &bytes) const;
@@ -62,6 +62,7 @@ private:
     std::shared_ptr<HXResponse> m_response;
     QList<std::shared_ptr<HXResponse>> m_responses;
     HXBodyFormatter m_formatter;
+    HXBodyFormatter m_rawFormatter;
 
     QLabel *m_statusCode = nullptr;
     QLabel *m_details = nullptr;

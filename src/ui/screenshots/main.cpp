@@ -190,7 +190,10 @@ int main(int argc, char *argv[])
     window->setViewType(HXDocumentWindow::ResponseView);
     window->responseViewer()->setResponses({large});
     waitForBody(window);
-    window->responseViewer()->bodyView()->find(QStringLiteral("User 400000"));
+    HXLargeTextView *body = window->responseViewer()->bodyView();
+    body->find(QStringLiteral("User 400000"));
+    for (int i = 0; i < 100 && body->matchPosition() < 0; ++i)
+        settle(50);
     ok = shoot(folder, QStringLiteral("large-json")) && ok;
 
     return ok ? 0 : 1;
