@@ -117,6 +117,21 @@ HXRequest *firstRequestWithResponse(HXDocument *document)
     return find(document->topLevelItems());
 }
 
+// Opens the document filling the screen, on its first request with a JSON
+// response, once the body is shown.
+HXDocumentWindow *openFullScreen(const QString &path)
+{
+    HXDocumentWindow *window = HXWindowManager::openFile(path);
+    if (window == nullptr)
+        return nullptr;
+    window->move(0, 0);
+    window->resize(QGuiApplication::primaryScreen()->size());
+    if (HXRequest *request = firstRequestWithResponse(window->document()))
+        window->requestList()->selectItems({request});
+    waitForBody(window);
+    return window;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -130,14 +145,9 @@ int main(int argc, char *argv[])
     const QString folder = arguments.at(2);
     QDir().mkpath(folder);
     HXApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    HXDocumentWindow *window = HXWindowManager::openFile(arguments.at(1));
+    HXDocumentWindow *window = openFullScreen(arguments.at(1));
     if (window == nullptr)
         return 1;
-    window->move(0, 0);
-    window->resize(QGuiApplication::primaryScreen()->size());
-    if (HXRequest *request = firstRequestWithResponse(window->document()))
-        window->requestList()->selectItems({request});
-    waitForBody(window);
 
     bool ok = true;
     const QStringList views = {QStringLiteral("request"), QStringLiteral("split"), QStringLiteral("response")};
@@ -173,14 +183,9 @@ int main(int argc, char *argv[])
     window->close();
     settle();
     HXApplication::setPalette(darkPalette());
-    window = HXWindowManager::openFile(document);
+    window = openFullScreen(document);
     if (window == nullptr)
         return 1;
-    window->move(0, 0);
-    window->resize(QGuiApplication::primaryScreen()->size());
-    if (HXRequest *request = firstRequestWithResponse(window->document()))
-        window->requestList()->selectItems({request});
-    waitForBody(window);
     ok = shoot(folder, QStringLiteral("dark")) && ok;
 
     auto large = std::make_shared<HXResponse>();
