@@ -1,7 +1,7 @@
 #include "HXApplication.h"
 #include "HXApplicationInstance.h"
-
-#include <QMainWindow>
+#include "HXDocumentWindow.h"
+#include "HXWindowManager.h"
 
 int main(int argc, char *argv[])
 {
@@ -9,11 +9,17 @@ int main(int argc, char *argv[])
         return *status;
     HXApplication app(argc, argv);
     HXApplicationInstance instance;
+    instance.setFileOpener([](const QString &path) -> HXDocument * {
+        HXDocumentWindow *window = HXWindowManager::openFile(path);
+        return window ? window->document() : nullptr;
+    });
+    instance.setUntitledDocumentMaker([]() -> HXDocument * {
+        HXDocumentWindow *window = HXWindowManager::newDocument();
+        return window ? window->document() : nullptr;
+    });
     instance.listen();
-    QMainWindow window;
-    window.setWindowTitle(QObject::tr("Kea"));
-    window.resize(1100, 720);
-    window.show();
-    instance.openArguments(HXApplicationInstance::documentArguments(app.arguments().mid(1)));
-    return app.exec();
+    instance.openArguments(HXApplicationInstance::documentArguments(HXApplication::arguments().mid(1)));
+    if (HXWindowManager::windows().isEmpty())
+        HXWindowManager::newDocument();
+    return HXApplication::exec();
 }

@@ -1,0 +1,489 @@
+#include "HXDocumentWindow.h"
+
+#include "HXDocument.h"
+#include "HXDocumentActions.h"
+#include "HXDocumentController.h"
+#include "HXEnvironment.h"
+#include "HXMainMenu.h"
+#include "HXManagedObjectContext.h"
+#include "HXPresenter.h"
+#include "HXRequest.h"
+#include "HXRequestEditor.h"
+#include "HXRequestHandler.h"
+#include "HXRequestListView.h"
+#include "HXResponse.h"
+#include "HXResponseManager.h"
+#include "HXResponseViewer.h"
+#include "HXUIPreferencesManager.h"
+#include "HXUndoManager.h"
+#include "HXViewSwitcher.h"
+#include "HXWarningsButton.h"
+
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPainter>
+#include <QProgressBar>
+#include <QSplitter>
+#include <QToolBar>
+#include <QToolButton>
+#include <QTreeView>
+
+namespace {
+// Tags of the environment chooser's command items.
+constexpr int manageEnvironmentsTag = 33;
+constexpr int addEnvironmentTag = 32;
+constexpr int deleteEnvironmentTag = 34;
+} // namespace
+
+HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget *parent)
+    : QMainWindow(parent), m_document(std::move(document))
+{
+    setAttribute(Qt::WA_DeleteOnClose);
+    setUnifiedTitleAndToolBarOnMac(true);
+    m_actions = new HXDocumentActions(m_document.get(), this);
+
+    m_list = new HXRequestListView(m_actions);
+    m_editor = new HXRequestEditor(m_actions);
+    m_viewer = new HXResponseViewer;
+    m_detailSplitter = new QSplitter(Qt::Vertical);
+    m_detailSplitter->addWidget(m_editor);
+    m_detailSplitter->addWidget(m_viewer);
+    m_detailSplitter->setChildrenCollapsible(false);
+    m_detailSplitter->setStretchFactor(0, 2);
+    m_detailSplitter->setStretchFactor(1, 3);
+    m_mainSplitter = new QSplitter(Qt::Horizontal);
+    m_mainSplitter->addWidget(m_list);
+    m_mainSplitter->addWidget(m_detailSplitter);
+    m_mainSplitter->setStretchFactor(1, 1);
+    m_mainSplitter->setChildrenCollapsible(false);
+    m_mainSplitter->setSizes({260, 840});
+    setCentralWidget(m_mainSplitter);
+
+    _buildToolbar();
+    m_menu = new HXMainMenu(this);
+
+    HXRequestHandler *handler = m_document->requestHandler();
+    connect(handler, &HXRequestHandler::requestStatusChanged, this,
+            [this](HXRequest *request, int status, int) { _updateStatus(request, status); });
+    connect(handler, &HXRequestHandler::progressChanged, this, [this](HXRequest *, double progress, bool stopped) {
+        m_progress->setValue(stopped ? 0 : int(progress * 100));
+    });
+    connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, this, &HXDocumentWindow::_didReceiveResponse);
+    connect(handler, &HXRequestHandler::idle, this, &HXDocumentWindow::updateCommandStates);
+    connect(m_list, &HXRequestListView::selectionChanged, this, &HXDocumentWindow::_selectionChanged);
+    HXManagedObjectContext *context = m_document->managedObjectContext();
+    connect(context, &HXManagedObjectContext::objectsDidChange, this, [this] {
+        _updateTitle();
+        _updateEnvironments();
+        _updateWarnings();
+        updateCommandStates();
+    });
+    connect(context->undoManager(), &HXUndoManager::changed, this, &HXDocumentWindow::updateCommandStates);
+    connect(m_document.get(), &HXDocument::currentEnvironmentChanged, this, [this] {
+        _updateEnvironments();
+        _updateWarnings();
+    });
+
+    resize(1180, 760);
+    _restoreInterfaceState();
+    _updateTitle();
+    _updateEnvironments();
+    _selectionChanged();
+}
+
+void HXDocumentWindow::_restoreInterfaceState()
+{
+    HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
+    const HXDocument *document = m_document.get();
+    if (HXEnvironment *environment = preferences->selectedEnvironmentForDocument(document))
+        m_document->setCurrentEnvironment(environment);
+    const QSet<QString> expanded = preferences->expandedItemsForDocument(document).value_or(QSet<QString>());
+    m_list->expandItems(expanded.values());
+    if (expanded.isEmpty())
+        m_list->treeView()->expandAll();
+    QList<HXRequestTreeItem *> selection;
+    for (const QString &uri : preferences->selectedItemsForDocument(document).value_or(QSet<QString>())) {
+        auto *item = dynamic_cast<HXRequestTreeItem *>(m_document->managedObjectContext()->objectWithURI(uri));
+        if (item != nullptr && item->isLive())
+            selection.append(item);
+    }
+    // Without a remembered selection start on the first request, so a new
+    // window is never blank.
+    for (HXRequestTreeItem *item : m_document->topLevelItems()) {
+        if (!selection.isEmpty())
+            break;
+        if (dynamic_cast<HXRequest *>(item) != nullptr)
+            selection.append(item);
+    }
+    m_list->selectItems(selection);
+    if (const auto geometry = preferences->getListViewWidth(document); geometry && geometry->listViewWidth > 80) {
+        m_mainSplitter->setSizes({int(geometry->listViewWidth), width() - int(geometry->listViewWidth)});
+        if (geometry->mainViewRatio > 0.05 && geometry->mainViewRatio < 0.95)
+            m_detailSplitter->setSizes(
+                {int(1000 * geometry->mainViewRatio), int(1000 * (1 - geometry->mainViewRatio))});
+    }
+    setViewType(preferences->mainViewTypeForDocument(document).value_or(SplitView));
+}
+
+void HXDocumentWindow::_saveInterfaceState()
+{
+    HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
+    const HXDocument *document = m_document.get();
+    preferences->setMainViewType(m_viewType, document);
+    const QList<int> sizes = m_detailSplitter->sizes();
+    const int total = sizes.value(0) + sizes.value(1);
+    preferences->setListViewWidth(m_mainSplitter->sizes().value(0), total > 0 ? double(sizes.value(0)) / total : 0.4,
+                                  document);
+    const QStringList expanded = m_list->expandedItemURIs();
+    preferences->setExpandedItems(QSet<QString>(expanded.begin(), expanded.end()), document);
+    QSet<QString> selected;
+    for (HXRequestTreeItem *item : m_list->selectedItems())
+        selected.insert(item->objectURI());
+    preferences->setSelectedItems(selected, document);
+    preferences->setSelectedEnvironment(m_document->currentEnvironment(), document);
+    preferences->saveUpdates();
+}
+
+HXDocumentWindow::~HXDocumentWindow()
+{
+    if (!m_document)
+        return;
+    m_document->requestHandler()->stopAllRequests();
+    // The document goes before the views that follow it: nothing of it may
+    // reach them on the way out.
+    HXManagedObjectContext *context = m_document->managedObjectContext();
+    context->undoManager()->disconnect();
+    context->disconnect();
+    m_document->requestHandler()->disconnect();
+    m_document->disconnect();
+}
+
+void HXDocumentWindow::_buildToolbar()
+{
+    QToolBar *bar = addToolBar(tr("Toolbar"));
+    bar->setObjectName(QStringLiteral("mainToolbar"));
+    bar->setMovable(false);
+    bar->setFloatable(false);
+    bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+
+    m_send = new QToolButton;
+    m_send->setText(tr("Send"));
+    m_send->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_send->setPopupMode(QToolButton::MenuButtonPopup);
+    auto *sendMenu = new QMenu(m_send);
+    sendMenu->addAction(tr("Send All"), m_actions, &HXDocumentActions::sendAllRequests);
+    m_send->setMenu(sendMenu);
+    connect(m_send, &QToolButton::clicked, this, &HXDocumentWindow::sendSelected);
+    m_stop = new QToolButton;
+    m_stop->setText(tr("Stop"));
+    m_stop->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    connect(m_stop, &QToolButton::clicked, m_actions, &HXDocumentActions::stopRequests);
+    bar->addWidget(m_send);
+    bar->addWidget(m_stop);
+    bar->addSeparator();
+
+    // The status area: what is being sent, how far it is.
+    auto *status = new QWidget;
+    status->setObjectName(QStringLiteral("statusArea"));
+    auto *statusLayout = new QHBoxLayout(status);
+    statusLayout->setContentsMargins(8, 0, 8, 0);
+    statusLayout->setSpacing(8);
+    m_statusName = new QLabel;
+    QFont bold = m_statusName->font();
+    bold.setBold(true);
+    m_statusName->setFont(bold);
+    m_statusText = new QLabel(tr("Ready"));
+    m_statusText->setObjectName(QStringLiteral("statusText"));
+    m_progress = new QProgressBar;
+    m_progress->setRange(0, 100);
+    m_progress->setTextVisible(false);
+    m_progress->setFixedWidth(120);
+    m_progress->setMaximumHeight(8);
+    m_progress->setVisible(false);
+    statusLayout->addWidget(m_statusName);
+    statusLayout->addWidget(m_statusText, 1);
+    statusLayout->addWidget(m_progress);
+    status->setMinimumWidth(260);
+    status->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    bar->addWidget(status);
+    bar->addSeparator();
+
+    m_environments = new QComboBox;
+    m_environments->setToolTip(tr("Environment"));
+    m_environments->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    connect(m_environments, &QComboBox::activated, this, &HXDocumentWindow::_environmentChosen);
+    bar->addWidget(m_environments);
+
+    m_viewSwitcher = new HXViewSwitcher({tr("Request"), tr("Split"), tr("Response")});
+    connect(m_viewSwitcher, &HXViewSwitcher::chosen, this, &HXDocumentWindow::setViewType);
+    bar->addWidget(m_viewSwitcher);
+
+    m_warnings = new HXWarningsButton;
+    m_warningsItem = bar->addWidget(m_warnings);
+    m_warningsItem->setVisible(false);
+    _updateIcons();
+}
+
+void HXDocumentWindow::_updateIcons()
+{
+    // Drawn in the palette's text colour, so they read in light and dark.
+    auto symbol = [this](bool triangle) {
+        const qreal ratio = devicePixelRatioF();
+        QPixmap pixmap(QSize(16, 16) * ratio);
+        pixmap.setDevicePixelRatio(ratio);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(palette().color(QPalette::ButtonText));
+        if (triangle)
+            painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
+        else
+            painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
+        return QIcon(pixmap);
+    };
+    m_send->setIcon(symbol(true));
+    m_stop->setIcon(symbol(false));
+}
+
+void HXDocumentWindow::setViewType(int viewType)
+{
+    m_viewType = std::clamp(viewType, int(RequestView), int(ResponseView));
+    m_editor->setVisible(m_viewType != ResponseView);
+    m_viewer->setVisible(m_viewType != RequestView);
+    m_viewSwitcher->setCurrentIndex(m_viewType);
+    updateCommandStates();
+}
+
+HXRequest *HXDocumentWindow::currentRequest() const
+{
+    return dynamic_cast<HXRequest *>(m_list->currentItem());
+}
+
+QList<HXRequest *> HXDocumentWindow::selectedRequests() const
+{
+    QList<HXRequest *> requests;
+    for (HXRequestTreeItem *item : m_list->selectedItems()) {
+        if (auto *request = dynamic_cast<HXRequest *>(item))
+            requests.append(request);
+    }
+    return requests;
+}
+
+void HXDocumentWindow::sendSelected()
+{
+    // Commit the field being edited before its request is sent.
+    if (QWidget *focus = focusWidget())
+        focus->clearFocus();
+    m_actions->sendRequests(selectedRequests());
+}
+
+void HXDocumentWindow::_selectionChanged()
+{
+    HXRequest *request = currentRequest();
+    m_editor->setRequest(request);
+    if (request == nullptr) {
+        m_viewer->setEmptyText(m_list->selectedItems().isEmpty() ? tr("No Request Selected") : tr("No Response"));
+        m_viewer->setResponses({});
+    } else {
+        m_viewer->setEmptyText(tr("No Response\nPress Ctrl+Return to send the request."));
+        m_viewer->setResponses(HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid()));
+    }
+    m_viewer->setRequestText(HXResponseViewer::requestText(request, m_document.get()));
+    _updateWarnings();
+    updateCommandStates();
+}
+
+void HXDocumentWindow::_didReceiveResponse(HXRequest *request, const std::shared_ptr<HXResponse> &)
+{
+    HXResponseManager::sharedManager()->saveUpdates();
+    if (request == currentRequest())
+        m_viewer->setResponses(HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid()));
+}
+
+void HXDocumentWindow::_updateStatus(HXRequest *request, int status)
+{
+    m_statusName->setText(request ? request->name() : QString());
+    m_progress->setVisible(status == HXRequestHandler::StatusSending || status == HXRequestHandler::StatusReceiving);
+    switch (status) {
+    case HXRequestHandler::StatusSending:
+        m_statusText->setText(tr("Sending…"));
+        break;
+    case HXRequestHandler::StatusReceiving:
+        m_statusText->setText(tr("Receiving…"));
+        break;
+    case HXRequestHandler::StatusFinished:
+        if (std::shared_ptr<HXResponse> response = request ? request->lastResponse() : nullptr)
+            m_statusText->setText(
+                tr("%1 %2 in %3")
+                    .arg(response->statusCode())
+                    .arg(response->statusString(),
+                         HXResponse::downloadTimeString(response->responseTime() + response->downloadTime())));
+        else
+            m_statusText->setText(tr("Finished"));
+        break;
+    case HXRequestHandler::StatusFailed:
+        m_statusText->setText(tr("Failed"));
+        break;
+    default:
+        m_statusText->setText(tr("Stopped"));
+        break;
+    }
+    updateCommandStates();
+}
+
+void HXDocumentWindow::_updateTitle()
+{
+    const QString file = m_document->fileName();
+    if (file.isEmpty()) {
+        setWindowFilePath(QString());
+        setWindowTitle(tr("Untitled") + QStringLiteral("[*]"));
+    } else {
+        setWindowTitle(QString());
+        setWindowFilePath(file);
+    }
+    setWindowModified(m_document->managedObjectContext()->hasChanges());
+}
+
+void HXDocumentWindow::_updateEnvironments()
+{
+    m_updatingEnvironments = true;
+    m_environments->clear();
+    HXEnvironment *current = m_document->currentEnvironment();
+    const QList<HXEnvironment *> environments =
+        HXEnvironment::environmentsSortedByName(m_document->managedObjectContext());
+    for (HXEnvironment *environment : environments) {
+        m_environments->addItem(environment->name(), QVariant::fromValue(static_cast<void *>(environment)));
+        if (environment == current)
+            m_environments->setCurrentIndex(m_environments->count() - 1);
+    }
+    m_environments->insertSeparator(m_environments->count());
+    m_environments->addItem(tr("Manage Environments…"), manageEnvironmentsTag);
+    m_environments->addItem(tr("Add Environment"), addEnvironmentTag);
+    m_environments->addItem(tr("Delete Environment"), deleteEnvironmentTag);
+    m_updatingEnvironments = false;
+    if (m_menu != nullptr)
+        m_menu->updateEnvironments(environments, current);
+}
+
+void HXDocumentWindow::_environmentChosen(int index)
+{
+    if (m_updatingEnvironments)
+        return;
+    const QVariant data = m_environments->itemData(index);
+    if (data.typeId() == QMetaType::Int) {
+        switch (data.toInt()) {
+        case addEnvironmentTag:
+            m_actions->addEnvironment();
+            break;
+        case deleteEnvironmentTag:
+            m_document->deleteEnvironment();
+            break;
+        default:
+            break;
+        }
+        _updateEnvironments();
+        return;
+    }
+    m_document->selectEnvironment(static_cast<HXEnvironment *>(data.value<void *>()));
+}
+
+void HXDocumentWindow::_updateWarnings()
+{
+    m_warnings->setRequest(currentRequest(), m_document.get());
+    if (m_warningsItem != nullptr)
+        m_warningsItem->setVisible(m_warnings->count() > 0);
+}
+
+void HXDocumentWindow::showWarnings()
+{
+    m_warnings->showPopover();
+}
+
+void HXDocumentWindow::updateCommandStates()
+{
+    const bool busy = m_actions->isBusy();
+    m_stop->setEnabled(busy);
+    m_send->setEnabled(!selectedRequests().isEmpty());
+    if (m_menu != nullptr)
+        m_menu->updateStates();
+}
+
+bool HXDocumentWindow::save()
+{
+    if (m_document->fileName().isEmpty())
+        return saveAs();
+    const HXResult<void> saved = m_document->save();
+    if (!saved.ok()) {
+        HXPresenter::sharedPresenter()->presentError(saved.error());
+        return false;
+    }
+    _updateTitle();
+    return true;
+}
+
+bool HXDocumentWindow::saveAs()
+{
+    const QString suggested =
+        m_document->fileName().isEmpty() ? tr("Untitled") + QStringLiteral(".kea") : m_document->fileName();
+    QString path = QFileDialog::getSaveFileName(this, tr("Save As"), suggested, tr("Kea Documents (*.kea)"));
+    if (path.isEmpty())
+        return false;
+    if (QFileInfo(path).suffix().isEmpty())
+        path += QStringLiteral(".kea");
+    const HXResult<void> saved = m_document->saveAs(path);
+    if (!saved.ok()) {
+        HXPresenter::sharedPresenter()->presentError(saved.error());
+        return false;
+    }
+    _updateTitle();
+    return true;
+}
+
+bool HXDocumentWindow::maybeSave()
+{
+    if (!m_document->managedObjectContext()->hasChanges())
+        return true;
+    QMessageBox box(
+        QMessageBox::Warning, tr("Save changes?"),
+        tr("Do you want to save the changes made to the document “%1”?")
+            .arg(m_document->fileName().isEmpty() ? tr("Untitled") : QFileInfo(m_document->fileName()).fileName()),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText(tr("Your changes will be lost if you don't save them."));
+    box.setWindowModality(Qt::WindowModal);
+    box.setDefaultButton(QMessageBox::Save);
+    switch (box.exec()) {
+    case QMessageBox::Save:
+        return save();
+    case QMessageBox::Discard:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void HXDocumentWindow::closeEvent(QCloseEvent *event)
+{
+    if (!maybeSave()) {
+        event->ignore();
+        return;
+    }
+    HXResponseManager::sharedManager()->saveUpdates();
+    _saveInterfaceState();
+    event->accept();
+}
+
+void HXDocumentWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange && m_send != nullptr)
+        _updateIcons();
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        HXDocumentController::sharedDocumentController()->bringToFront(m_document.get());
+    QMainWindow::changeEvent(event);
+}

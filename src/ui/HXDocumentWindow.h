@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QMainWindow>
+
+#include <memory>
+
+class HXDocument;
+class HXDocumentActions;
+class HXMainMenu;
+class HXRequest;
+class HXRequestEditor;
+class HXRequestListView;
+class HXResponse;
+class HXResponseViewer;
+class HXViewSwitcher;
+class HXWarningsButton;
+class QAction;
+class QComboBox;
+class QLabel;
+class QProgressBar;
+class QSplitter;
+class QToolButton;
+
+// The window of one document: toolbar, request list, request editor and
+// response viewer. It presents the document and forwards every command to
+// the document's actions; it holds no behaviour of its own.
+class HXDocumentWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    enum ViewType { RequestView = 0, SplitView = 1, ResponseView = 2 };
+
+    explicit HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget *parent = nullptr);
+    ~HXDocumentWindow() override;
+
+    HXDocument *document() const { return m_document.get(); }
+    HXDocumentActions *actions() const { return m_actions; }
+    HXRequestListView *requestList() const { return m_list; }
+    HXRequestEditor *requestEditor() const { return m_editor; }
+    HXResponseViewer *responseViewer() const { return m_viewer; }
+    QLabel *statusLabel() const { return m_statusText; }
+    HXWarningsButton *warningsButton() const { return m_warnings; }
+    HXMainMenu *mainMenu() const { return m_menu; }
+
+    int viewType() const { return m_viewType; }
+    void setViewType(int viewType);
+    HXRequest *currentRequest() const;
+    QList<HXRequest *> selectedRequests() const;
+
+    bool save();
+    bool saveAs();
+    // Asks to save a modified document; false when the user cancels.
+    bool maybeSave();
+
+    void sendSelected();
+    void showWarnings();
+    void updateCommandStates();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    void _buildToolbar();
+    void _updateIcons();
+    void _selectionChanged();
+    void _updateTitle();
+    void _updateEnvironments();
+    void _updateWarnings();
+    void _updateStatus(HXRequest *request, int status);
+    void _didReceiveResponse(HXRequest *request, const std::shared_ptr<HXResponse> &response);
+    void _environmentChosen(int index);
+    void _restoreInterfaceState();
+    void _saveInterfaceState();
+
+    std::unique_ptr<HXDocument> m_document;
+    HXDocumentActions *m_actions = nullptr;
+    HXMainMenu *m_menu = nullptr;
+    HXRequestListView *m_list = nullptr;
+    HXRequestEditor *m_editor = nullptr;
+    HXResponseViewer *m_viewer = nullptr;
+    QSplitter *m_mainSplitter = nullptr;
+    QSplitter *m_detailSplitter = nullptr;
+    QToolButton *m_send = nullptr;
+    QToolButton *m_stop = nullptr;
+    QLabel *m_statusName = nullptr;
+    QLabel *m_statusText = nullptr;
+    QProgressBar *m_progress = nullptr;
+    QComboBox *m_environments = nullptr;
+    HXViewSwitcher *m_viewSwitcher = nullptr;
+    HXWarningsButton *m_warnings = nullptr;
+    QAction *m_warningsItem = nullptr;
+    int m_viewType = SplitView;
+    bool m_updatingEnvironments = false;
+};

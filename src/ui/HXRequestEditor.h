@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QPointer>
+#include <QWidget>
+
+class HXDocumentActions;
+class HXDynamicStringEdit;
+class HXKeyValueTableModel;
+class HXKeyValueTableView;
+class HXRequest;
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLabel;
+class QStackedWidget;
+class QStandardItemModel;
+class QTabWidget;
+struct HXManagedObjectChanges;
+
+// Edits the selected request: the method and URL on the first line, then
+// the tabs Parameters, Headers, Body, Authorization and Options. Every edit
+// is one named step through the document's actions.
+class HXRequestEditor : public QWidget
+{
+    Q_OBJECT
+public:
+    enum Tab { ParametersTab = 0, HeadersTab, BodyTab, AuthorizationTab, OptionsTab };
+
+    HXRequestEditor(HXDocumentActions *actions, QWidget *parent = nullptr);
+
+    void setRequest(HXRequest *request);
+    HXRequest *request() const { return m_request; }
+
+    QComboBox *methodField() const { return m_method; }
+    HXDynamicStringEdit *urlField() const { return m_url; }
+    QTabWidget *tabs() const { return m_tabs; }
+    void focusURL();
+
+private:
+    QWidget *_makeOptions();
+    QWidget *_makeAuthorization();
+    void _reload();
+    void _reloadParameters();
+    void _parametersEdited();
+    void _objectsDidChange(const HXManagedObjectChanges &changes);
+
+    QPointer<HXDocumentActions> m_actions;
+    HXRequest *m_request = nullptr;
+    bool m_reloading = false;
+    bool m_editingParameters = false;
+
+    QStackedWidget *m_stack = nullptr;
+    QComboBox *m_method = nullptr;
+    HXDynamicStringEdit *m_url = nullptr;
+    QTabWidget *m_tabs = nullptr;
+    QStandardItemModel *m_parameters = nullptr;
+    HXKeyValueTableView *m_parametersView = nullptr;
+    HXKeyValueTableModel *m_headers = nullptr;
+    QLabel *m_bodyKind = nullptr;
+    HXDynamicStringEdit *m_body = nullptr;
+    QCheckBox *m_followRedirects = nullptr;
+    QCheckBox *m_redirectMethod = nullptr;
+    QCheckBox *m_redirectAuthorization = nullptr;
+    QDoubleSpinBox *m_timeout = nullptr;
+};

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QWidget>
+
+class HXDocumentActions;
+class HXRequestTreeItem;
+class HXRequestTreeModel;
+class QLineEdit;
+class QMenu;
+class QSortFilterProxyModel;
+class QTreeView;
+
+// The request list: a filter field over a tree of folders and requests with
+// multi-selection, drag and drop, inline rename (F2) and a context menu.
+// Expanded folders and the selection survive the model's resets.
+class HXRequestListView : public QWidget
+{
+    Q_OBJECT
+public:
+    HXRequestListView(HXDocumentActions *actions, QWidget *parent = nullptr);
+
+    HXRequestTreeModel *model() const { return m_model; }
+    QTreeView *treeView() const { return m_tree; }
+    QLineEdit *filterField() const { return m_filter; }
+
+    QList<HXRequestTreeItem *> selectedItems() const;
+    HXRequestTreeItem *currentItem() const;
+    void selectItems(const QList<HXRequestTreeItem *> &items);
+    void setContextMenu(QMenu *menu) { m_contextMenu = menu; }
+    void renameCurrent();
+
+    QStringList expandedItemURIs() const;
+    void expandItems(const QStringList &uris);
+
+Q_SIGNALS:
+    void selectionChanged();
+
+private:
+    void _rememberState();
+    void _restoreState();
+
+    HXRequestTreeModel *m_model = nullptr;
+    QSortFilterProxyModel *m_proxy = nullptr;
+    QTreeView *m_tree = nullptr;
+    QLineEdit *m_filter = nullptr;
+    QMenu *m_contextMenu = nullptr;
+    QStringList m_savedExpanded;
+    QStringList m_savedSelection;
+};

@@ -1,0 +1,172 @@
+#include "HXDocumentWindow.h"
+#include "HXDocument.h"
+#include "HXDocumentActions.h"
+#include "HXDynamicStringEdit.h"
+#include "HXEchoService.h"
+#include "HXLargeTextView.h"
+#include "HXMainMenu.h"
+#include "HXManagedObjectContext.h"
+#include "HXPresenter.h"
+#include "HXRequest.h"
+#include "HXRequestEditor.h"
+#include "HXRequestGroup.h"
+#include "HXRequestListView.h"
+#include "HXRequestTreeModel.h"
+#include "HXResponseManager.h"
+#include "HXResponseViewer.h"
+#include "HXTestSupport.h"
+#include "HXUndoManager.h"
+#include "HXWindowManager.h"
+
+#include <QAbstractItemView>
+#include <QAction>
+#include <QLabel>
+#include <QMimeData>
+#include <QTabWidget>
+#include <QTest>
+#include <QTreeView>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Answers every alert with a chosen button and remembers what was asked.
+class ScriptedPresenter : public HXPresenter
+{
+public:
+    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
+    {
+        alerts.append(alert);
+        completion(answer);
+    }
+    void presentError(const HXError &error) override { errors.append(error.description); }
+
+    int answer = 0;
+    QList<Alert> alerts;
+    QStringList errors;
+};
+
+class DocumentWindowTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        HXPresenter::setSharedPresenter(&presenter);
+        HXResponseManager::sharedManager();
+        ASSERT_TRUE(echo.listen(QHostAddress::LocalHost, 0).ok());
+        window = HXWindowManager::newDocument();
+        ASSERT_NE(window, nullptr);
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    }
+
+    void TearDown() override
+    {
+        if (window != nullptr) {
+            window->document()->managedObjectContext()->markSaved();
+            window->close();
+        }
+        HXPresenter::setSharedPresenter(nullptr);
+    }
+
+    void typeURL(const QString &url)
+    {
+        HXDynamicStringEdit *field = window->requestEditor()->urlField();
+        field->setFocus();
+        field->selectAll();
+        QTest::keyClicks(field, url);
+    }
+
+    ScriptedPresenter presenter;
+    HXEchoService echo;
+    HXDocumentWindow *window = nullptr;
+};
+
+TEST_F(DocumentWindowTest, SendsWithCtrlReturnAndShowsThePrettyBody)
+{
+    typeURL(echo.baseURL() + QStringLiteral("/anything?kea=1"));
+    QTest::keyClick(window->requestEditor()->urlField(), Qt::Key_Return, Qt::ControlModifier);
+
+    ASSERT_TRUE(HXTest::waitUntil([&] { return window->statusLabel()->text().startsWith(u"200"); }))
+        << window->statusLabel()->text().toStdString();
+    HXRequest *request = window->currentRequest();
+    EXPECT_EQ(request->url(), echo.baseURL() + QStringLiteral("/anything?kea=1")) << "the typed URL was kept";
+    EXPECT_EQ(window->document()->managedObjectContext()->undoManager()->undoActionName(),
+              QStringLiteral("Change URL"));
+
+    HXLargeTextView *body = window->responseViewer()->bodyView();
+    ASSERT_TRUE(HXTest::waitUntil([&] { return !body->text().isEmpty(); }));
+    EXPECT_TRUE(body->text().contains(QStringLiteral("\n  \"method\": \"GET\""))) << body->text().toStdString();
+    EXPECT_GT(body->lineCount(), 5) << "pretty-printed over several lines";
+    EXPECT_TRUE(body->find(QStringLiteral("\"kea\"")));
+
+    // The list shows the status, the parameters tab the URL's query.
+    const QModelIndex row = window->requestList()->model()->indexForItem(request);
+    EXPECT_EQ(row.data(HXRequestTreeModel::StatusCodeRole).toInt(), 200);
+}
+
+TEST_F(DocumentWindowTest, SendAllAsksWithTheCount)
+{
+    HXDocumentActions *actions = window->actions();
+    actions->addRequest(nullptr);
+    actions->addRequest(nullptr);
+    presenter.answer = 1; // Cancel
+    window->mainMenu()->sendAllAction()->trigger();
+    ASSERT_EQ(presenter.alerts.size(), 1);
+    EXPECT_EQ(presenter.alerts.first().message, QStringLiteral("Send all?"));
+    EXPECT_EQ(presenter.alerts.first().informativeText, QStringLiteral("Send 3 request(s)?"));
+    EXPECT_EQ(presenter.alerts.first().buttons, (QStringList{QStringLiteral("Send all"), QStringLiteral("Cancel")}));
+    EXPECT_FALSE(actions->isBusy());
+}
+
+TEST_F(DocumentWindowTest, DragIntoAFolderThenUndoWithTheMenu)
+{
+    HXDocumentActions *actions = window->actions();
+    HXRequestTreeItem *request = window->currentRequest();
+    HXRequestGroup *folder = actions->addRequestFolder(request);
+    HXRequestTreeModel *model = window->requestList()->model();
+    std::unique_ptr<QMimeData> drag(model->mimeData({model->indexForItem(request)}));
+    model->dropMimeData(drag.get(), Qt::MoveAction, -1, 0, model->indexForItem(folder));
+    EXPECT_EQ(request->parent(), folder);
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("&Undo Move Request"));
+
+    window->mainMenu()->undoAction()->trigger();
+    EXPECT_EQ(request->parent(), nullptr);
+    EXPECT_EQ(window->mainMenu()->redoAction()->text(), QStringLiteral("&Redo Move Request"));
+}
+
+TEST_F(DocumentWindowTest, ViewSwitcherAndEmptyStates)
+{
+    window->setViewType(HXDocumentWindow::ResponseView);
+    EXPECT_FALSE(window->requestEditor()->isVisible());
+    EXPECT_TRUE(window->responseViewer()->isVisible());
+    window->requestList()->selectItems({});
+    EXPECT_EQ(window->requestEditor()->request(), nullptr);
+    window->setViewType(HXDocumentWindow::SplitView);
+    EXPECT_TRUE(window->requestEditor()->isVisible());
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, ParametersFollowTheURLBothWays)
+{
+    HXRequestEditor *editor = window->requestEditor();
+    HXRequest *request = window->currentRequest();
+    window->actions()->setValue(request, QStringLiteral("url"), QStringLiteral("http://h/p?a=1&b=two%20words#top"),
+                                QStringLiteral("Change URL"));
+    QAbstractItemModel *parameters =
+        static_cast<QAbstractItemView *>(editor->tabs()->widget(HXRequestEditor::ParametersTab))->model();
+    ASSERT_EQ(parameters->rowCount(), 3) << "two parameters and the blank row";
+    EXPECT_EQ(parameters->index(1, 2).data().toString(), QStringLiteral("two words"));
+
+    parameters->setData(parameters->index(1, 2), QStringLiteral("x&y"));
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
+    parameters->setData(parameters->index(2, 1), QStringLiteral("new"));
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y&new#top"));
+    window->actions()->undo();
+    EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
+}
+
+} // namespace
