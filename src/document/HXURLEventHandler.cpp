@@ -1,5 +1,7 @@
 #include "HXURLEventHandler.h"
 
+#include "HXDocumentCommands.h"
+
 #include "HXDocument.h"
 #include "HXDocumentController.h"
 #include "HXDocumentLogging.h"
@@ -44,4 +46,5 @@ void HXURLEventHandler::_dispatchToDocument(HXDocument *document, const QUrl &ur
 {
     qCDebug(lcKeaDocument) << "URL" << url.toDisplayString() << "for" << document->fileName()
                            << (isNewDocument ? "(new document)" : "");
+    HXDocumentCommands::commandsForDocument(document)->handleURL(url, isNewDocument);
 }
