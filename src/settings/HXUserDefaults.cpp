@@ -68,7 +68,6 @@ QVariantMap HXUserDefaults::applicationDefaults()
         {QStringLiteral("HXUserDefaultMaxResponsesInCache"), 300},
         {QStringLiteral("HXUserDefaultHTTPLibrary"), QStringLiteral("GCDHTTPRequest")},
         {QStringLiteral("HXUserDefaultValidateSSLCertificates"), true},
-        {QStringLiteral("HXUserDefaultTLSExtraCAFiles"), QString()},
         {QStringLiteral("HXUserDefaultConvertInternationalizedDomainNames"), true},
         {QStringLiteral("HXUserDefaultURLEncodingURLPaths"), false},
         {QStringLiteral("HXUserDefaultAutoContentType"), true},
