@@ -13,7 +13,7 @@ packages=(
   clang-format
   clang libclang-rt-14-dev
   xvfb xauth
-  tinyproxy openssl curl jq python3 attr
+  tinyproxy nginx openssl curl jq python3 attr
 )
 
 missing=()

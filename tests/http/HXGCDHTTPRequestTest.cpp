@@ -12,24 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include <zlib.h>
-
 namespace {
-
-QByteArray gzip(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = uInt(out.size());
-    deflate(&stream, Z_FINISH);
-    out.truncate(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return out;
-}
 
 QString userAgentLine()
 {
@@ -143,7 +126,7 @@ struct FramingCase
 QList<FramingCase> framingCases()
 {
     const QByteArray text = "The quick brown fox jumps over the lazy dog. 0123456789";
-    const QByteArray compressed = gzip(text);
+    const QByteArray compressed = HXTest::gzip(text);
     return {
         {"content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello", 200, "hello"},
         {"content-length then extra bytes", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", 200, "abc"},

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QThread>
 
+#include <zlib.h>
+
 namespace HXTest {
 
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
@@ -42,3 +44,18 @@ QString testDataPath(const QString &relative)
 }
 
 } // namespace HXTest
+
+QByteArray HXTest::gzip(const QByteArray &data)
+{
+    z_stream stream{};
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    QByteArray out(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = uInt(out.size());
+    deflate(&stream, Z_FINISH);
+    out.truncate(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}

@@ -17,6 +17,9 @@ bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 5000);
 QByteArray readFile(const QString &path);
 bool writeFile(const QString &path, const QByteArray &bytes);
 
+// `data` compressed in the gzip format, as servers send it.
+QByteArray gzip(const QByteArray &data);
+
 // The shared public test corpora beside the repository, or an empty string
 // when that folder is absent (tests then skip, saying so).
 QString testDataPath(const QString &relative);
