@@ -4,8 +4,9 @@
 
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
+#include "HXCLIEngineOption.h"
+#include "HXCLIPresenter.h"
 #include "HXEnvironment.h"
-#include "HXPresenter.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXRequestHandler.h"
@@ -18,29 +19,10 @@
 namespace {
 
 const char sendUsage[] =
-    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]";
+    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--engine own|libcurl|qt] "
+    "[--quiet|--include|--verbose]";
 
 enum class Detail { Quiet, Normal, Include, Verbose };
-
-// Questions are answered without a user: an untrusted server is refused
-// (use --insecure), anything else takes its default button; what is shown
-// goes to stderr.
-class HXCLIPresenter : public HXPresenter
-{
-public:
-    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
-    {
-        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n%2\n").arg(alert.message, alert.informativeText));
-        const bool trustQuestion =
-            alert.buttons.size() == 2 && alert.buttons.at(1) == u"Cancel" && alert.buttons.at(0) == u"Continue";
-        if (completion)
-            completion(trustQuestion ? 1 : 0);
-    }
-    void presentError(const HXError &error) override
-    {
-        HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error.description));
-    }
-};
 
 QByteArray printableBody(const HXResponse &response)
 {
@@ -66,6 +48,7 @@ int runSend(const QStringList &arguments)
     QString environmentName;
     bool all = false;
     bool insecure = false;
+    QString engine;
     Detail detail = Detail::Normal;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments.at(i);
@@ -79,7 +62,11 @@ int runSend(const QStringList &arguments)
             detail = Detail::Include;
         else if (argument == u"--verbose")
             detail = Detail::Verbose;
-        else if (argument == u"--env" && i + 1 < arguments.size())
+        else if (argument == u"--engine" && i + 1 < arguments.size()) {
+            engine = HXCLIEngineOption::identifierForName(arguments.at(++i));
+            if (engine.isNull())
+                return HXCLI::usageError(QStringLiteral("send: --engine is ") + HXCLIEngineOption::choices());
+        } else if (argument == u"--env" && i + 1 < arguments.size())
             environmentName = arguments.at(++i);
         else if (argument.startsWith(u'-') && argument != u"-")
             return HXCLI::usageError(
@@ -122,6 +109,13 @@ int runSend(const QStringList &arguments)
     if (insecure)
         HXUserDefaults::standardUserDefaults().setVolatileObject(
             false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
+    if (!engine.isNull())
+        HXUserDefaults::standardUserDefaults().setVolatileObject(engine, QStringLiteral("HXUserDefaultHTTPLibrary"));
+    if (detail == Detail::Verbose)
+        HXCLI::writeOut(QStringLiteral("== engine: %1\n")
+                            .arg(HXHTTPRequest::HTTPLibrary(HXUserDefaults::standardUserDefaults().stringForKey(
+                                                                QStringLiteral("HXUserDefaultHTTPLibrary")))
+                                     .localizedName()));
     HXCLIPresenter presenter;
     HXPresenter::setSharedPresenter(&presenter);
     HXResponseManager::sharedManager();
@@ -175,7 +169,8 @@ int runSend(const QStringList &arguments)
 
 const bool registered = HXCLICommandRegistry::add(
     {QStringLiteral("send"),
-     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--quiet|--include|--verbose]"),
+     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--engine own|libcurl|qt] "
+                    "[--quiet|--include|--verbose]"),
      QStringLiteral("send requests one at a time, record their responses and print them"), runSend});
 
 } // namespace
