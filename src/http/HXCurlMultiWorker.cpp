@@ -66,8 +66,16 @@ size_t headerCallback(char *data, size_t size, size_t count, void *context)
         response.statusCode = line.split(' ').value(1).toLong();
         response.headers.clear();
     } else if (line.isEmpty()) {
-        if (response.statusCode >= 200 && !isFollowedRedirect(*transfer))
+        if (response.statusCode >= 200 && !isFollowedRedirect(*transfer)) {
+            // A declared length sizes the body once (bounded, as it comes
+            // from the server).
+            const qint64 declared =
+                HXHTTPHeaders::valueForHTTPHeaderName(response.headers, QStringLiteral("Content-Length")).toLongLong();
+            if (declared > 0 && transfer->settings.method != "HEAD" &&
+                !HXHTTPHeaders::hasHTTPHeaderName(response.headers, QStringLiteral("Content-Encoding")))
+                response.body.reserve(qMin<qint64>(declared, qint64(1) << 30));
             transfer->reportHead();
+        }
     } else if ((line.startsWith(' ') || line.startsWith('\t')) && !response.headers.isEmpty()) {
         response.headers.last().value += u' ' + QString::fromLatin1(line.trimmed());
     } else if (const qsizetype colon = line.indexOf(':'); colon > 0) {
@@ -215,6 +223,7 @@ private:
         curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
         curl_easy_setopt(easy, CURLOPT_URL, settings.url.constData());
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 256L * 1024);
         curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.errorBuffer);
         curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, headerCallback);
         curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
