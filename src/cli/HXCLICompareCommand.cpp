@@ -8,7 +8,6 @@
 #include "HXCLIDocumentAccess.h"
 #include "HXCLIEngineOption.h"
 #include "HXCLIPresenter.h"
-#include "HXEnvironment.h"
 #include "HXRequest.h"
 #include "HXRequestHandler.h"
 #include "HXResponse.h"
@@ -125,14 +124,8 @@ int runCompare(const QStringList &arguments)
     std::unique_ptr<HXDocument> document = HXCLI::openDocumentOrReport(file);
     if (!document)
         return HXCLIExitUsage;
-    if (!environmentName.isEmpty()) {
-        HXEnvironment *environment = HXCLI::environmentNamed(*document, environmentName);
-        if (environment == nullptr)
-            return HXCLI::usageError(QStringLiteral("compare: no environment '%1' in %2").arg(environmentName, file));
-        document->setCurrentEnvironment(environment);
-    } else {
-        HXCLI::restoreSelectedEnvironment(*document);
-    }
+    if (!HXCLI::useEnvironmentOrReport(*document, environmentName, QStringLiteral("compare"), file))
+        return HXCLIExitUsage;
     QString error;
     HXRequest *request = HXCLI::findRequest(*document, reference, error);
     if (request == nullptr)

@@ -82,14 +82,8 @@ int runSend(const QStringList &arguments)
     std::unique_ptr<HXDocument> document = HXCLI::openDocumentOrReport(file);
     if (!document)
         return HXCLIExitUsage;
-    if (!environmentName.isEmpty()) {
-        HXEnvironment *environment = HXCLI::environmentNamed(*document, environmentName);
-        if (environment == nullptr)
-            return HXCLI::usageError(QStringLiteral("send: no environment '%1' in %2").arg(environmentName, file));
-        document->setCurrentEnvironment(environment);
-    } else {
-        HXCLI::restoreSelectedEnvironment(*document);
-    }
+    if (!HXCLI::useEnvironmentOrReport(*document, environmentName, QStringLiteral("send"), file))
+        return HXCLIExitUsage;
 
     QList<HXRequest *> requests;
     if (all) {

@@ -8,9 +8,9 @@
 #include "HXHTTPResponseHead.h"
 #include "HXHTTPResponseReader.h"
 
-#include <gtest/gtest.h>
+#include "HXTestSupport.h"
 
-#include <zlib.h>
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -142,21 +142,6 @@ public:
     int progressReports = 0;
 };
 
-QByteArray gzip(const QByteArray &data)
-{
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(int(deflateBound(&stream, uLong(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = uInt(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = uInt(out.size());
-    deflate(&stream, Z_FINISH);
-    out.truncate(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return out;
-}
-
 TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
 {
     struct Case
@@ -165,7 +150,7 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
         std::string outcome;
         const char *method = "GET";
     };
-    const QByteArray compressed = gzip("inflated!");
+    const QByteArray compressed = HXTest::gzip("inflated!");
     const Case cases[] = {
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4;ext=1\r\nWiki\r\n5\r\npedia\r\nE\r\n in\r\n\r\nchunks."
          "\r\n0\r\nExpires: never\r\n\r\n",
@@ -316,16 +301,16 @@ TEST(HXGzipDecoderTest, MembersTruncationAndGarbage)
     QByteArray large;
     for (int i = 0; i < 100000; ++i)
         large += QByteArray::number(i);
-    EXPECT_EQ(HXGzipDecoder::inflate(gzip(large)), large);
-    EXPECT_EQ(HXGzipDecoder::inflate(QByteArray(gzip("one ") + gzip("two"))), QByteArray("one two"));
-    EXPECT_EQ(HXGzipDecoder::inflate(QByteArray(gzip("padded") + QByteArray(8, 0))), QByteArray("padded"));
-    const QByteArray whole = gzip(large);
+    EXPECT_EQ(HXGzipDecoder::inflate(HXTest::gzip(large)), large);
+    EXPECT_EQ(HXGzipDecoder::inflate(QByteArray(HXTest::gzip("one ") + HXTest::gzip("two"))), QByteArray("one two"));
+    EXPECT_EQ(HXGzipDecoder::inflate(QByteArray(HXTest::gzip("padded") + QByteArray(8, 0))), QByteArray("padded"));
+    const QByteArray whole = HXTest::gzip(large);
     EXPECT_EQ(HXGzipDecoder::inflate(whole.left(whole.size() - 10)), std::nullopt);
     EXPECT_EQ(HXGzipDecoder::inflate("plain text"), std::nullopt);
     EXPECT_EQ(HXGzipDecoder::inflate(QByteArray()), std::nullopt);
     // A bomb is refused at the limit, and a body of exactly the limit passes.
-    EXPECT_EQ(HXGzipDecoder::inflate(gzip(QByteArray(1000000, 'z')), 999999), std::nullopt);
-    EXPECT_EQ(HXGzipDecoder::inflate(gzip(QByteArray(1000000, 'z')), 1000000), QByteArray(1000000, 'z'));
+    EXPECT_EQ(HXGzipDecoder::inflate(HXTest::gzip(QByteArray(1000000, 'z')), 999999), std::nullopt);
+    EXPECT_EQ(HXGzipDecoder::inflate(HXTest::gzip(QByteArray(1000000, 'z')), 1000000), QByteArray(1000000, 'z'));
 }
 
 } // namespace

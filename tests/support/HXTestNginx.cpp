@@ -3,21 +3,12 @@
 #include "HXTestSupport.h"
 
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QThread>
 
 HXTestNginx::HXTestNginx() = default;
 
 HXTestNginx::~HXTestNginx()
 {
-    if (m_process && m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
-        if (!m_process->waitForFinished(3000)) {
-            m_process->kill();
-            m_process->waitForFinished(3000);
-        }
-    }
+    HXTest::stopProcess(m_process.get());
 }
 
 QString HXTestNginx::executablePath()
@@ -33,13 +24,10 @@ bool HXTestNginx::start(const QByteArray &body, QString *error)
         *error = QStringLiteral("nginx is not installed");
         return false;
     }
-    {
-        QTcpServer probe;
-        if (!probe.listen(QHostAddress::LocalHost, 0)) {
-            *error = QStringLiteral("no free port");
-            return false;
-        }
-        m_port = probe.serverPort();
+    m_port = HXTest::freeLoopbackPort();
+    if (m_port == 0) {
+        *error = QStringLiteral("no free port");
+        return false;
     }
     const HXTestCertificate identity = HXTestCertificates::selfSigned(QStringLiteral("Kea nginx"));
     const QString folder = m_folder.path();
@@ -71,16 +59,8 @@ bool HXTestNginx::start(const QByteArray &body, QString *error)
         *error = QStringLiteral("nginx did not start: ") + m_process->errorString();
         return false;
     }
-    QDeadlineTimer deadline(5000);
-    while (!deadline.hasExpired()) {
-        QTcpSocket probe;
-        probe.connectToHost(QHostAddress::LocalHost, m_port);
-        if (probe.waitForConnected(200))
-            return true;
-        if (m_process->state() == QProcess::NotRunning)
-            break;
-        QThread::msleep(20);
-    }
+    if (HXTest::waitUntilAccepting(*m_process, m_port))
+        return true;
     *error = QStringLiteral("nginx did not accept connections: ") + QString::fromUtf8(m_process->readAll()) +
              QString::fromUtf8(HXTest::readFile(folder + QStringLiteral("/error.log")));
     return false;
