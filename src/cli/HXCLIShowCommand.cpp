@@ -88,8 +88,7 @@ int runShow(const QStringList &arguments)
         HXCLI::restoreSelectedEnvironment(*document);
     }
 
-    HXRequestAssembly assembly = request->evaluateWithDocument(document.get());
-    request->performAutomaticRequestModificationsWithURL(assembly);
+    const HXRequestAssembly assembly = request->assemblyAsSent(document.get());
     const QList<HXWarning> warnings = request->warningsWithDocument(document.get());
 
     QString out;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HXEvaluationDocument.h"
 #include "HXResult.h"
 
 #include <QObject>
@@ -17,7 +18,7 @@ class HXRequestTreeItem;
 // One request document: an object store of the document model, the file it
 // lives in, and the identifier kept beside that file. A document registers
 // itself with the shared document controller for as long as it exists.
-class HXDocument : public QObject
+class HXDocument : public QObject, public HXEvaluationDocument
 {
     Q_OBJECT
 public:
@@ -31,12 +32,12 @@ public:
 
     // The process-wide document model.
     static const HXManagedObjectModel &managedObjectModel();
-    HXManagedObjectContext *managedObjectContext() const { return m_context.get(); }
+    HXManagedObjectContext *managedObjectContext() const override { return m_context.get(); }
 
     // Sends this document's requests, one at a time.
     HXRequestHandler *requestHandler() const { return m_requestHandler.get(); }
 
-    QString fileName() const { return m_fileName; }
+    QString fileName() const override { return m_fileName; }
     QString documentUUID() const { return m_documentUUID; }
 
     // Saves to the document's file, or to `path` (which becomes its file).
@@ -44,7 +45,7 @@ public:
     HXResult<void> save();
     HXResult<void> saveAs(const QString &path);
 
-    HXEnvironment *currentEnvironment() const;
+    HXEnvironment *currentEnvironment() const override;
     void setCurrentEnvironment(HXEnvironment *environment);
     // Environment commands: choose one; move to the previous or next by name
     // (nothing happens at either end); delete the current one after asking,

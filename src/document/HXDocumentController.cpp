@@ -12,6 +12,26 @@ HXDocumentController *HXDocumentController::sharedDocumentController()
     return &controller;
 }
 
+HXDocumentController::HXDocumentController()
+{
+    HXDocumentResolver::setSharedResolver(this);
+}
+
+HXDocumentController::~HXDocumentController()
+{
+    if (HXDocumentResolver::sharedResolver() == this)
+        HXDocumentResolver::setSharedResolver(nullptr);
+}
+
+QList<HXEvaluationDocument *> HXDocumentController::openDocuments() const
+{
+    QList<HXEvaluationDocument *> documents;
+    documents.reserve(m_documents.size());
+    for (HXDocument *document : m_documents)
+        documents.append(document);
+    return documents;
+}
+
 void HXDocumentController::addDocument(HXDocument *document)
 {
     if (document == nullptr || m_documents.contains(document))

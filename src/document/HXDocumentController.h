@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HXDocumentResolver.h"
+
 #include <QList>
 #include <QObject>
 
@@ -7,8 +9,9 @@ class HXDocument;
 
 // Knows the open documents, front to back. Documents add themselves when
 // they are created and remove themselves when they go away; the window
-// layer brings a document to the front when its window is activated.
-class HXDocumentController : public QObject
+// layer brings a document to the front when its window is activated. The
+// shared controller is the installed document resolver.
+class HXDocumentController : public QObject, public HXDocumentResolver
 {
     Q_OBJECT
 public:
@@ -16,6 +19,7 @@ public:
 
     // Open documents, the frontmost first.
     QList<HXDocument *> documents() const { return m_documents; }
+    QList<HXEvaluationDocument *> openDocuments() const override;
     void addDocument(HXDocument *document);
     void removeDocument(HXDocument *document);
     void bringToFront(HXDocument *document);
@@ -26,5 +30,8 @@ Q_SIGNALS:
     void documentsChanged();
 
 private:
+    HXDocumentController();
+    ~HXDocumentController() override;
+
     QList<HXDocument *> m_documents;
 };

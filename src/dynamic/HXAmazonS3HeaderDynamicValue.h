@@ -1,25 +1,18 @@
 #pragma once
 
-#include "HXDynamicValue.h"
+#include "HXAmazonS3DynamicValue.h"
 
 // An Amazon S3 (signature version 2) Authorization header value,
 // "AWS <access key id>:<signature>", signed over the request it stands in.
 // Yields nothing outside request evaluation.
-class HXAmazonS3HeaderDynamicValue : public HXDynamicValue
+class HXAmazonS3HeaderDynamicValue : public HXAmazonS3DynamicValue
 {
 public:
     static QString staticClassName() { return QStringLiteral("HXAmazonS3HeaderDynamicValue"); }
     static void registerKind();
     QString className() const override { return staticClassName(); }
-    const QList<HXDynamicProperty> &dynamicKeyPaths() const override;
 
-    // Archived dynamic strings. (The secret's property name is historical.)
-    QString accessKeyId() const { return stringValue(QStringLiteral("accessKeyId")); }
-    void setAccessKeyId(const QString &value) { setValue(QStringLiteral("accessKeyId"), value); }
-    QString secretAccessKeyId() const { return stringValue(QStringLiteral("secretAccessKeyId")); }
-    void setSecretAccessKeyId(const QString &value) { setValue(QStringLiteral("secretAccessKeyId"), value); }
-
-    void registerDefaultValues() override;
-    HXDynamicResult evaluate() override;
-    QString displayString() const override;
+protected:
+    std::optional<QString> signedText(HXRequest *request, const QString &accessKeyId,
+                                      const QString &secretAccessKeyId) const override;
 };

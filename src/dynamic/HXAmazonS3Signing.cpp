@@ -31,10 +31,8 @@ std::optional<QString> evaluatedSignature(HXRequest *request, const QString &sec
 {
     if (!request)
         return std::nullopt;
-    const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
-    HXRequestAssembly assembly = request->evaluateWithDocument(context ? context->document() : nullptr);
     // Sign what is sent: with the Content-Type that sending adds to some bodies.
-    request->performAutomaticRequestModificationsWithURL(assembly);
+    const HXRequestAssembly assembly = request->assemblyAsSent(HXRequestEvaluationContext::currentDocument());
     if (!assembly.URL)
         return std::nullopt;
     const QMap<QString, QString> headers = assembly.headers.headersDictionaryFromArray();

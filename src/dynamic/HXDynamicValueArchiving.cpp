@@ -1,7 +1,7 @@
 #include "HXDynamicValueArchiving.h"
 
-#include "HXDocument.h"
-#include "HXDocumentController.h"
+#include "HXDocumentResolver.h"
+#include "HXEvaluationDocument.h"
 #include "HXFetchRequest.h"
 #include "HXManagedObject.h"
 #include "HXManagedObjectContext.h"
@@ -47,7 +47,10 @@ HXManagedObject *HXDynamicValueArchiving::objectForArchivedValue(const QString &
     if (!conformsToProtocol(className))
         return nullptr;
     // Front to back: the first open document that holds the object wins.
-    for (HXDocument *document : HXDocumentController::sharedDocumentController()->documents()) {
+    const HXDocumentResolver *resolver = HXDocumentResolver::sharedResolver();
+    if (resolver == nullptr)
+        return nullptr;
+    for (const HXEvaluationDocument *document : resolver->openDocuments()) {
         if (HXManagedObject *object = objectWithUUID(className, archived, document->managedObjectContext()))
             return object;
     }

@@ -1,6 +1,7 @@
 #include "HXDynamicValueEngine.h"
 
 #include "HXDynamicValueContext.h"
+#include "HXHexDigit.h"
 #include "HXThreading.h"
 
 #include <QJsonArray>
@@ -15,15 +16,11 @@ namespace {
 const QString dataKey = u"data"_s;
 const QString nameKey = u"name"_s;
 
+// A digit's value; 15 for a character that is not one.
 int hexNibble(char16_t c)
 {
-    if (c >= u'0' && c <= u'9')
-        return c - u'0';
-    if (c >= u'A' && c <= u'F')
-        return c - u'A' + 10;
-    if (c >= u'a' && c <= u'f')
-        return c - u'a' + 10;
-    return 0xF;
+    const int value = HXHexDigit::value(c);
+    return value < 0 ? 0xF : value;
 }
 
 bool needsJSONForm(const QString &text)

@@ -1,11 +1,12 @@
 #include "HXEnvironmentVariableDynamicValue.h"
 
-#include "HXDocument.h"
+#include "HXDocumentResolver.h"
 #include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
 #include "HXEnvironment.h"
 #include "HXEnvironmentVariable.h"
 #include "HXEnvironmentVariableValue.h"
+#include "HXEvaluationDocument.h"
 #include "HXManagedObjectContext.h"
 #include "HXRequestEvaluationContext.h"
 
@@ -44,11 +45,9 @@ HXDynamicResult HXEnvironmentVariableDynamicValue::evaluate()
     HXEnvironmentVariable *variable = environmentVariable();
     if (variable == nullptr)
         return {};
-    HXDocument *document = nullptr;
-    if (HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext())
-        document = context->document();
+    HXEvaluationDocument *document = HXRequestEvaluationContext::currentDocument();
     if (document == nullptr)
-        document = HXDocument::documentWithManagedObjectContext(variable->managedObjectContext());
+        document = HXDocumentResolver::documentWithManagedObjectContext(variable->managedObjectContext());
     HXEnvironment *environment = document != nullptr ? document->currentEnvironment() : nullptr;
     HXEnvironmentVariableValue *record = environment != nullptr ? environment->valueForVariable(variable) : nullptr;
     if (record == nullptr)

@@ -1,8 +1,8 @@
 #include "HXFileContentDynamicValue.h"
 
-#include "HXDocument.h"
 #include "HXDynamicLogging.h"
 #include "HXDynamicValueCatalogue.h"
+#include "HXEvaluationDocument.h"
 #include "HXRequestEvaluationContext.h"
 
 #include <QCborMap>
@@ -137,8 +137,8 @@ QString HXFileContentDynamicValue::secondaryDisplayString() const
 
 QString HXFileContentDynamicValue::currentDocumentFolder()
 {
-    const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
-    if (!context || !context->document() || context->document()->fileName().isEmpty())
+    const HXEvaluationDocument *document = HXRequestEvaluationContext::currentDocument();
+    if (document == nullptr || document->fileName().isEmpty())
         return QString();
-    return QFileInfo(context->document()->fileName()).absolutePath();
+    return QFileInfo(document->fileName()).absolutePath();
 }

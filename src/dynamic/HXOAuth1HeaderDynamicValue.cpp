@@ -73,26 +73,9 @@ HXDynamicResult HXOAuth1HeaderDynamicValue::evaluate()
     // too) and the rest of the request; this token yields nothing inside it.
     if (!context->request())
         return {};
-    const std::optional<QString> signature = HXOAuth1Signing::OAuthSignatureWithConsumerSecret(
-        context->request(), HXDynamicValueEngine::evaluateStringAsString(consumerSecret()),
-        HXDynamicValueEngine::evaluateStringAsString(tokenSecret()), algorithm(), headerText(parameters));
+    const std::optional<QString> signature = signatureWithAuthorization(context->request(), headerText(parameters));
     if (!signature)
         return {};
     parameters.append({QStringLiteral("oauth_signature"), *signature});
     return headerText(parameters);
-}
-
-QString HXOAuth1HeaderDynamicValue::displayString() const
-{
-    return localizedName();
-}
-
-std::optional<QVariantList> HXOAuth1HeaderDynamicValue::contentObjectsFor(const QString &property) const
-{
-    if (property != QLatin1String("Algorithm"))
-        return std::nullopt;
-    QVariantList names;
-    for (const QString &name : HXOAuth1Signing::algorithms())
-        names.append(name);
-    return names;
 }

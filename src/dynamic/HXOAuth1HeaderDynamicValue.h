@@ -1,12 +1,12 @@
 #pragma once
 
-#include "HXDynamicValue.h"
+#include "HXOAuth1DynamicValue.h"
 
 // A whole OAuth 1.0 Authorization header value ("OAuth oauth_consumer_key=...,
 // oauth_signature=..."), signed over the request it stands in. Only a token
 // placed in a header value of a request evaluates; anywhere else it yields
 // nothing.
-class HXOAuth1HeaderDynamicValue : public HXDynamicValue
+class HXOAuth1HeaderDynamicValue : public HXOAuth1DynamicValue
 {
 public:
     static QString staticClassName() { return QStringLiteral("HXOAuth1HeaderDynamicValue"); }
@@ -17,12 +17,8 @@ public:
     // Archived dynamic strings.
     QString consumerKey() const { return stringValue(QStringLiteral("consumerKey")); }
     void setConsumerKey(const QString &value) { setValue(QStringLiteral("consumerKey"), value); }
-    QString consumerSecret() const { return stringValue(QStringLiteral("consumerSecret")); }
-    void setConsumerSecret(const QString &value) { setValue(QStringLiteral("consumerSecret"), value); }
     QString token() const { return stringValue(QStringLiteral("token")); }
     void setToken(const QString &value) { setValue(QStringLiteral("token"), value); }
-    QString tokenSecret() const { return stringValue(QStringLiteral("tokenSecret")); }
-    void setTokenSecret(const QString &value) { setValue(QStringLiteral("tokenSecret"), value); }
     QString callback() const { return stringValue(QStringLiteral("callback")); }
     void setCallback(const QString &value) { setValue(QStringLiteral("callback"), value); }
     // Appended to the header as it stands, after ", " (for realm="..." and
@@ -33,16 +29,9 @@ public:
     void setNonce(const QString &value) { setValue(QStringLiteral("nonce"), value); }
     QString timestamp() const { return stringValue(QStringLiteral("timestamp")); }
     void setTimestamp(const QString &value) { setValue(QStringLiteral("timestamp"), value); }
-    // "HMAC-SHA1", "RSA-SHA1" (gives no signature) or "PLAINTEXT".
-    QString algorithm() const { return stringValue(QStringLiteral("algorithm")); }
-    void setAlgorithm(const QString &value) { setValue(QStringLiteral("algorithm"), value); }
 
     // Empty texts; a nonce token with its defaults; an epoch-seconds
     // timestamp token; HMAC-SHA1.
     void registerDefaultValues() override;
     HXDynamicResult evaluate() override;
-    QString displayString() const override;
-
-    // Algorithm: the three method names (no labels).
-    std::optional<QVariantList> contentObjectsFor(const QString &property) const override;
 };

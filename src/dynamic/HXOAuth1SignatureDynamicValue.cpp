@@ -39,27 +39,10 @@ HXDynamicResult HXOAuth1SignatureDynamicValue::evaluate()
     // The header this token stands in, evaluated again: the token itself
     // contributes nothing there, the parameters written around it remain.
     const QString authorization = HXDynamicValueEngine::evaluateStringAsString(context->header()->value());
-    const std::optional<QString> signature = HXOAuth1Signing::OAuthSignatureWithConsumerSecret(
-        context->request(), HXDynamicValueEngine::evaluateStringAsString(consumerSecret()),
-        HXDynamicValueEngine::evaluateStringAsString(tokenSecret()), algorithm(), authorization);
+    const std::optional<QString> signature = signatureWithAuthorization(context->request(), authorization);
     if (!signature)
         return {};
     if (!URLEncoded())
         return *signature;
     return HXStringAdditions::stringByAddingPercentExcapeUsingEncoding(*signature, HXStringEncoding::UTF8, false);
-}
-
-QString HXOAuth1SignatureDynamicValue::displayString() const
-{
-    return localizedName();
-}
-
-std::optional<QVariantList> HXOAuth1SignatureDynamicValue::contentObjectsFor(const QString &property) const
-{
-    if (property != QLatin1String("Algorithm"))
-        return std::nullopt;
-    QVariantList names;
-    for (const QString &name : HXOAuth1Signing::algorithms())
-        names.append(name);
-    return names;
 }

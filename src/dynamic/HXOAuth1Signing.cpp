@@ -168,10 +168,8 @@ HXOAuth1Signing::OAuthSignatureBaseStringWithAuthorizationString(HXRequest *requ
 {
     if (!request)
         return std::nullopt;
-    const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
-    HXRequestAssembly assembly = request->evaluateWithDocument(context ? context->document() : nullptr);
     // Sign what is sent: with the Content-Type that sending adds to a form body.
-    request->performAutomaticRequestModificationsWithURL(assembly);
+    const HXRequestAssembly assembly = request->assemblyAsSent(HXRequestEvaluationContext::currentDocument());
     if (!assembly.URL)
         return std::nullopt;
     return OAuthSignatureBaseStringWithURL(*assembly.URL, request->method(),

@@ -2,7 +2,7 @@
 
 #include "HXDynamicValueContext.h"
 
-class HXDocument;
+class HXEvaluationDocument;
 class HXKeyValue;
 class HXManagedObjectContext;
 class HXRequest;
@@ -16,7 +16,7 @@ public:
     // No document, no request (the default factory's context).
     HXRequestEvaluationContext();
     // The document and its object context.
-    explicit HXRequestEvaluationContext(HXDocument *document);
+    explicit HXRequestEvaluationContext(HXEvaluationDocument *document);
     // The object context and the document that owns it, if any.
     explicit HXRequestEvaluationContext(HXManagedObjectContext *managedObjectContext);
 
@@ -27,9 +27,11 @@ public:
 
     // The current context when it is a request evaluation context, else null.
     static HXRequestEvaluationContext *currentRequestEvaluationContext();
+    // The document of the current request evaluation context, or null.
+    static HXEvaluationDocument *currentDocument();
 
     HXManagedObjectContext *managedObjectContext() const { return m_managedObjectContext; }
-    HXDocument *document() const { return m_document; }
+    HXEvaluationDocument *document() const { return m_document; }
     // The request being evaluated (null outside request evaluation).
     HXRequest *request() const { return m_request; }
     void setRequest(HXRequest *request) { m_request = request; }
@@ -40,7 +42,7 @@ public:
 
 private:
     HXManagedObjectContext *m_managedObjectContext = nullptr;
-    HXDocument *m_document = nullptr;
+    HXEvaluationDocument *m_document = nullptr;
     HXRequest *m_request = nullptr;
     HXKeyValue *m_header = nullptr;
 };

@@ -1,22 +1,13 @@
 #include "HXStringAdditions.h"
 
+#include "HXHexDigit.h"
+
 namespace {
 
 bool isUnescapedByte(unsigned char byte)
 {
     return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') ||
            byte == '-' || byte == '_' || byte == '.' || byte == '[' || byte == ']';
-}
-
-int hexValue(char16_t c)
-{
-    if (c >= u'0' && c <= u'9')
-        return c - u'0';
-    if (c >= u'A' && c <= u'F')
-        return c - u'A' + 10;
-    if (c >= u'a' && c <= u'f')
-        return c - u'a' + 10;
-    return -1;
 }
 
 } // namespace
@@ -72,8 +63,8 @@ QString HXStringAdditions::stringByReplacingPercentEscapesUsingEncoding(const QS
         if (c == u'+' && usePlusForSpaces) {
             run.append(' ');
         } else if (c == u'%') {
-            const int high = i + 2 < length ? hexValue(string.at(i + 1).unicode()) : -1;
-            const int low = high >= 0 ? hexValue(string.at(i + 2).unicode()) : -1;
+            const int high = i + 2 < length ? HXHexDigit::value(string.at(i + 1).unicode()) : -1;
+            const int low = high >= 0 ? HXHexDigit::value(string.at(i + 2).unicode()) : -1;
             if (low < 0)
                 return string;
             run.append(static_cast<char>(high << 4 | low));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HXInstalledInstance.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -12,6 +14,6 @@ public:
     virtual ~HXCompletionSink() = default;
     virtual void addCompletions(const QString &category, const QStringList &values) = 0;
 
-    static HXCompletionSink *sharedSink();
-    static void setSharedSink(HXCompletionSink *sink);
+    static HXCompletionSink *sharedSink() { return HXInstalledInstance<HXCompletionSink>::get(); }
+    static void setSharedSink(HXCompletionSink *sink) { HXInstalledInstance<HXCompletionSink>::set(sink); }
 };

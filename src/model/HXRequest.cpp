@@ -8,9 +8,12 @@
 #include "HXCompletionSink.h"
 #include "HXCookieDynamicValue.h"
 #include "HXDynamicValueEngine.h"
+#include "HXEchoServiceAddress.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXHTTPRequest.h"
 #include "HXManagedObjectContext.h"
+#include "HXRequestEvaluator.h"
+#include "HXRequestWarnings.h"
 #include "HXResponseProvider.h"
 #include "HXTimestampDynamicValue.h"
 #include "HXURLEncodedStringParser.h"
@@ -291,4 +294,74 @@ QStringList HXRequest::HTTPMIMETypesForImages()
 {
     return {QStringLiteral("image/png"), QStringLiteral("image/jpeg"), QStringLiteral("image/gif"),
             QStringLiteral("image/svg+xml")};
+}
+
+// ---- evaluation (HXRequestEvaluator) and warnings (HXRequestWarnings) --------
+
+HXRequestAssembly HXRequest::evaluateWithDocument(HXEvaluationDocument *document,
+                                                  const EvaluationCompletionBlock &completionBlock)
+{
+    const HXRequestAssembly assembly = HXRequestEvaluator(this).evaluateWithDocument(document);
+    if (completionBlock)
+        completionBlock(assembly);
+    return assembly;
+}
+
+HXRequestAssembly HXRequest::assemblyAsSent(HXEvaluationDocument *document)
+{
+    HXRequestAssembly assembly = evaluateWithDocument(document);
+    performAutomaticRequestModificationsWithURL(assembly);
+    return assembly;
+}
+
+QString HXRequest::defaultURL()
+{
+    return HXEchoServiceAddress::defaultURL();
+}
+
+QString HXRequest::evaluatedURLStringUsingEncoding(HXStringEncoding encoding)
+{
+    return HXRequestEvaluator(this).evaluatedURLStringUsingEncoding(encoding);
+}
+
+std::optional<QUrl> HXRequest::evaluatedURLUsingEncoding(HXStringEncoding encoding)
+{
+    return HXRequestEvaluator(this).evaluatedURLUsingEncoding(encoding);
+}
+
+QString HXRequest::stringByConvertingInternationalDomainNames(const QString &string,
+                                                              bool convertInternationalDomainNames, bool encodePercent,
+                                                              HXStringEncoding encoding)
+{
+    return HXRequestEvaluator::stringByConvertingInternationalDomainNames(string, convertInternationalDomainNames,
+                                                                          encodePercent, encoding);
+}
+
+HXRequestHeaderList HXRequest::evaluatedHeadersArrayRevealedEncoding(HXStringEncoding *encoding)
+{
+    return HXRequestEvaluator(this).evaluatedHeadersArrayRevealedEncoding(encoding);
+}
+
+QMap<QString, QString> HXRequest::evaluatedHeadersDictionaryRevealedEncoding(HXStringEncoding *encoding)
+{
+    return evaluatedHeadersArrayRevealedEncoding(encoding).headersDictionaryFromArray();
+}
+
+QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, const HXRequestHeaderList &headers)
+{
+    return HXRequestEvaluator(this).evaluatedBodyDataUsingEncoding(encoding, headers);
+}
+
+void HXRequest::performAutomaticRequestModificationsWithURL(std::optional<QUrl> &URL, HXRequestHeaderList &headers,
+                                                            QByteArray &bodyData, HXStringEncoding &bodyEncoding)
+{
+    Q_UNUSED(URL);
+    Q_UNUSED(bodyData);
+    Q_UNUSED(bodyEncoding);
+    HXRequestEvaluator(this).performAutomaticRequestModifications(headers);
+}
+
+QList<HXWarning> HXRequest::warningsWithDocument(HXEvaluationDocument *document)
+{
+    return HXRequestWarnings::warningsForRequest(this, document);
 }

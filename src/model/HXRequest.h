@@ -10,7 +10,7 @@
 #include <memory>
 #include <optional>
 
-class HXDocument;
+class HXEvaluationDocument;
 class HXKeyValue;
 class HXManagedObjectContext;
 class HXResponse;
@@ -93,7 +93,11 @@ public:
     // in that encoding. Calls `completionBlock` (when given) with the result
     // and returns it. Does not add the automatic Content-Type: see
     // performAutomaticRequestModificationsWithURL.
-    HXRequestAssembly evaluateWithDocument(HXDocument *document, const EvaluationCompletionBlock &completionBlock = {});
+    HXRequestAssembly evaluateWithDocument(HXEvaluationDocument *document,
+                                           const EvaluationCompletionBlock &completionBlock = {});
+    // The request as it is sent (and signed): evaluateWithDocument followed
+    // by performAutomaticRequestModificationsWithURL.
+    HXRequestAssembly assemblyAsSent(HXEvaluationDocument *document);
 
     // The evaluated `url`, trimmed; the default URL (Kea's echo service) when
     // empty; international domain names and percent-encoding converted as
@@ -137,8 +141,8 @@ public:
     }
 
     // What is wrong with the request, in a fixed order, each with the
-    // buttons that repair it (HXRequestWarnings.cpp).
-    QList<HXWarning> warningsWithDocument(HXDocument *document);
+    // buttons that repair it (see HXRequestWarnings).
+    QList<HXWarning> warningsWithDocument(HXEvaluationDocument *document);
 
     // The URL used when a request's URL is empty: Kea's echo service.
     static QString defaultURL();

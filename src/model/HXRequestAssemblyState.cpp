@@ -51,7 +51,7 @@ void HXRequestAssemblyState::setEncoding(HXStringEncoding encoding)
         m_context->setCurrentStringEncoding(encoding);
 }
 
-void HXRequestAssemblyState::runInRequestContext(HXRequest *request, HXDocument *document,
+void HXRequestAssemblyState::runInRequestContext(HXRequest *request, HXEvaluationDocument *document,
                                                  const std::function<void()> &work)
 {
     installMultipartHeadersEvaluator();

@@ -4,8 +4,8 @@
 
 #include <functional>
 
-class HXDocument;
 class HXDynamicValueContext;
+class HXEvaluationDocument;
 class HXKeyValue;
 class HXRequest;
 class HXRequestEvaluationContext;
@@ -33,7 +33,8 @@ public:
     // Runs `work` in the current evaluation context, or, when none is
     // current, in a new request evaluation context for `document` (the
     // document of the request's store when null) with `request` set.
-    static void runInRequestContext(HXRequest *request, HXDocument *document, const std::function<void()> &work);
+    static void runInRequestContext(HXRequest *request, HXEvaluationDocument *document,
+                                    const std::function<void()> &work);
 
 private:
     HXDynamicValueContext *m_context = nullptr;

@@ -1,14 +1,15 @@
 // The warnings a request carries, with the buttons that repair it.
 
-#include "HXRequest.h"
+#include "HXRequestWarnings.h"
 
 #include "HXBodyMultipartFormDataDynamicValue.h"
-#include "HXDocument.h"
 #include "HXDynamicValueEngine.h"
+#include "HXEvaluationDocument.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXNonceDynamicValue.h"
+#include "HXRequest.h"
 #include "HXRequestAssemblyState.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXThreading.h"
@@ -90,7 +91,7 @@ const QString amazonS3SignatureParameterKind = QStringLiteral("HXAmazonS3Signatu
 
 } // namespace
 
-QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
+QList<HXWarning> HXRequestWarnings::warningsForRequest(HXRequest *request, HXEvaluationDocument *document)
 {
     HX_ASSERT_MAIN_THREAD();
     // One evaluation pass: the request's own headers (as ASCII), then the URL
@@ -99,12 +100,12 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
     QMap<QString, QString> headerMap;
     std::optional<QUrl> evaluatedURL;
     QByteArray bodyData;
-    HXRequestAssemblyState::runInRequestContext(this, document, [&] {
+    HXRequestAssemblyState::runInRequestContext(request, document, [&] {
         HXRequestAssemblyState state;
         state.setEncoding(HXStringEncoding::ASCII);
         HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
         HXStringEncoding encoding = HXStringEncoding::UTF8;
-        for (HXKeyValue *row : HXKeyValue::keyValuesForRelationship(QStringLiteral("request"), this)) {
+        for (HXKeyValue *row : HXKeyValue::keyValuesForRelationship(QStringLiteral("request"), request)) {
             if (!row->enabled() || row->isBlank())
                 continue;
             if (context != nullptr)
@@ -122,54 +123,55 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
             items.append(item);
         }
         state.setEncoding(encoding);
-        evaluatedURL = evaluatedURLUsingEncoding(encoding);
-        bodyData = evaluatedBodyDataUsingEncoding(encoding, HXRequestHeaderList());
+        evaluatedURL = request->evaluatedURLUsingEncoding(encoding);
+        bodyData = request->evaluatedBodyDataUsingEncoding(encoding, HXRequestHeaderList());
     });
 
     QList<HXWarning> warnings;
-    const QString method = this->method();
+    const QString method = request->method();
     const bool autoContentType =
         HXUserDefaults::standardUserDefaults().boolForKey(QStringLiteral("HXUserDefaultAutoContentType"));
 
     // 1. A body on a method that does not carry one.
-    if (!bodyData.isEmpty() && !HTTPMethodsWithBody().contains(method)) {
-        warnings.append(
-            HXWarning(tr("%1 requests shouldn't have a body").arg(method),
-                      {{tr("Remove Body"), undoableAction(this, tr("Remove Body"), [this] { setBody(QString()); })},
-                       {tr("Change to POST"),
-                        undoableAction(this, tr("Change to POST"), [this] { setMethod(QStringLiteral("POST")); })}}));
+    if (!bodyData.isEmpty() && !HXRequest::HTTPMethodsWithBody().contains(method)) {
+        warnings.append(HXWarning(tr("%1 requests shouldn't have a body").arg(method),
+                                  {{tr("Remove Body"), undoableAction(request, tr("Remove Body"),
+                                                                      [request] { request->setBody(QString()); })},
+                                   {tr("Change to POST"), undoableAction(request, tr("Change to POST"), [request] {
+                                        request->setMethod(QStringLiteral("POST"));
+                                    })}}));
     }
 
     // 2, 3. The URL.
     if (evaluatedURL) {
         const QString scheme = evaluatedURL->scheme().toLower();
         if (scheme != u"http" && scheme != u"https") {
-            warnings.append(
-                HXWarning(tr("Invalid URL protocol"),
-                          {{tr("Use http"), undoableAction(this, tr("Use http"), [this] {
-                                static const QRegularExpression leadingScheme(QStringLiteral("^[a-zA-Z0-9]+\\:\\/\\/"));
-                                const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(url());
-                                const QRegularExpressionMatch match = leadingScheme.match(stored.string());
-                                HXDynamicString fixed(QStringLiteral("http://"));
-                                fixed.append(stored.mid(match.hasMatch() ? match.capturedEnd() : 0));
-                                setUrl(HXDynamicValueEngine::archiveAttributedString(fixed));
-                            })}}));
+            warnings.append(HXWarning(
+                tr("Invalid URL protocol"),
+                {{tr("Use http"), undoableAction(request, tr("Use http"), [request] {
+                      static const QRegularExpression leadingScheme(QStringLiteral("^[a-zA-Z0-9]+\\:\\/\\/"));
+                      const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(request->url());
+                      const QRegularExpressionMatch match = leadingScheme.match(stored.string());
+                      HXDynamicString fixed(QStringLiteral("http://"));
+                      fixed.append(stored.mid(match.hasMatch() ? match.capturedEnd() : 0));
+                      request->setUrl(HXDynamicValueEngine::archiveAttributedString(fixed));
+                  })}}));
         }
     } else {
-        warnings.append(HXWarning(
-            tr("Invalid URL"), {{tr("Reset the default URL"),
-                                 undoableAction(this, tr("Reset the default URL"), [this] { setUrl(QString()); })}}));
+        warnings.append(HXWarning(tr("Invalid URL"), {{tr("Reset the default URL"),
+                                                       undoableAction(request, tr("Reset the default URL"),
+                                                                      [request] { request->setUrl(QString()); })}}));
     }
 
     // 4 to 9. Each header row of the request, in order.
-    auto disableAction = [this](HXKeyValue *row) {
-        return undoableAction(this, tr("Disable header"), [row] {
+    auto disableAction = [request](HXKeyValue *row) {
+        return undoableAction(request, tr("Disable header"), [row] {
             if (row->isLive())
                 row->setEnabled(false);
         });
     };
-    auto deleteAction = [this](HXKeyValue *row, const QString &name) {
-        return undoableAction(this, name, [row] {
+    auto deleteAction = [request](HXKeyValue *row, const QString &name) {
+        return undoableAction(request, name, [row] {
             if (row->isLive() && row->managedObjectContext() != nullptr)
                 row->managedObjectContext()->deleteObject(row);
         });
@@ -184,9 +186,9 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
         } else if (row->value().isEmpty()) {
             HXWarning warning(tr("Header %1 won't be sent because its value is empty").arg(item.evaluatedName),
                               {{tr("Disable header"), disableAction(row)}});
-            if (const std::optional<QString> defaultValue = defaultValueForHeader(item.evaluatedName)) {
+            if (const std::optional<QString> defaultValue = HXRequest::defaultValueForHeader(item.evaluatedName)) {
                 warning.addButton(tr("Set default value"),
-                                  undoableAction(this, tr("Set default value"), [row, value = *defaultValue] {
+                                  undoableAction(request, tr("Set default value"), [row, value = *defaultValue] {
                                       if (row->isLive())
                                           row->setValue(value);
                                   }));
@@ -206,11 +208,11 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
 
         if (item.evaluatedName.compare(u"Accept-Encoding", Qt::CaseInsensitive) == 0 &&
             hasUnsupportedCoding(item.evaluatedValue)) {
-            const QString defaultEncoding =
-                defaultValueForHeader(QStringLiteral("Accept-Encoding")).value_or(QStringLiteral("gzip, identity"));
+            const QString defaultEncoding = HXRequest::defaultValueForHeader(QStringLiteral("Accept-Encoding"))
+                                                .value_or(QStringLiteral("gzip, identity"));
             warnings.append(HXWarning(
                 tr("Kea supports only gzip and identity encodings"),
-                {{tr("Set default encoding"), undoableAction(this, tr("Set default encoding"),
+                {{tr("Set default encoding"), undoableAction(request, tr("Set default encoding"),
                                                              [row, defaultEncoding] {
                                                                  if (row->isLive())
                                                                      row->setValue(defaultEncoding);
@@ -231,7 +233,7 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
             }
             warnings.append(HXWarning(
                 tr("Multiple occurrences of header %1").arg(item.evaluatedName),
-                {{tr("Disable last occurrences"), undoableAction(this, tr("Disable last occurrences"), [later] {
+                {{tr("Disable last occurrences"), undoableAction(request, tr("Disable last occurrences"), [later] {
                       for (HXKeyValue *laterRow : later) {
                           if (laterRow->isLive())
                               laterRow->setEnabled(false);
@@ -242,12 +244,13 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
     }
 
     // 10 to 12. The Content-Type of a form, file or multipart body.
-    const HXDynamicValuePtr onlyBodyValue = HXDynamicValueEngine::unarchiveAttributedString(body()).onlyDynamicValue();
+    const HXDynamicValuePtr onlyBodyValue =
+        HXDynamicValueEngine::unarchiveAttributedString(request->body()).onlyDynamicValue();
     const std::optional<QString> contentType = valueForNameIgnoringCase(headerMap, QStringLiteral("Content-Type"));
     const bool automatic = !contentType && autoContentType;
-    auto setContentTypeAction = [this](const QString &buttonName, const QString &value) {
-        return undoableAction(this, buttonName,
-                              [this, value] { setHeaderName(QStringLiteral("Content-Type"), value); });
+    auto setContentTypeAction = [request](const QString &buttonName, const QString &value) {
+        return undoableAction(request, buttonName,
+                              [request, value] { request->setHeaderName(QStringLiteral("Content-Type"), value); });
     };
     if (onlyBodyValue != nullptr && onlyBodyValue->isKindOfClass(QStringLiteral("HXBodyFormKeyValueDynamicValue"))) {
         if (!contentType.value_or(QString()).startsWith(u"application/x-www-form-urlencoded") && !automatic)
@@ -258,7 +261,7 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
     } else if (onlyBodyValue != nullptr && onlyBodyValue->isKindOfClass(HXFileContentDynamicValue::staticClassName())) {
         if (!contentType && !autoContentType) {
             std::optional<QString> path;
-            HXRequestAssemblyState::runInRequestContext(this, document, [&] {
+            HXRequestAssemblyState::runInRequestContext(request, document, [&] {
                 path = static_cast<HXFileContentDynamicValue *>(onlyBodyValue.get())
                            ->resolvedFilePath(HXFileContentDynamicValue::currentDocumentFolder(), false);
             });
@@ -273,14 +276,14 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
         const bool valid = value.startsWith(u"multipart/form-data") &&
                            HXRequestHeaderList::HTTPHeaderParameter(value, QStringLiteral("boundary")).has_value();
         if (!valid && !automatic) {
-            warnings.append(
-                HXWarning(tr("Set Content-Type to 'multipart/form-data' and include a boundary"),
-                          {{tr("Set Content-Type header"), undoableAction(this, tr("Set Content-Type header"), [this] {
-                                HXDynamicString header(QStringLiteral("multipart/form-data; boundary="));
-                                header.appendDynamicValue(HXDynamicValue::make<HXNonceDynamicValue>());
-                                setHeaderName(QStringLiteral("Content-Type"),
-                                              HXDynamicValueEngine::archiveAttributedString(header));
-                            })}}));
+            warnings.append(HXWarning(
+                tr("Set Content-Type to 'multipart/form-data' and include a boundary"),
+                {{tr("Set Content-Type header"), undoableAction(request, tr("Set Content-Type header"), [request] {
+                      HXDynamicString header(QStringLiteral("multipart/form-data; boundary="));
+                      header.appendDynamicValue(HXDynamicValue::make<HXNonceDynamicValue>());
+                      request->setHeaderName(QStringLiteral("Content-Type"),
+                                             HXDynamicValueEngine::archiveAttributedString(header));
+                  })}}));
         }
     }
 
@@ -291,30 +294,30 @@ QList<HXWarning> HXRequest::warningsWithDocument(HXDocument *document)
             if (item.evaluatedName.compare(u"Authorization", Qt::CaseInsensitive) != 0)
                 continue;
             if (containsKind(item.row->value(), amazonS3HeaderKind)) {
-                warnings.append(HXWarning(tr("Amazon S3 requires a Date header"),
-                                          {{tr("Add Date header"), undoableAction(this, tr("Add Date header"), [this] {
-                                                auto date = HXDynamicValue::make<HXTimestampDynamicValue>();
-                                                date->setFormat(2);
-                                                HXKeyValue::addKeyValueName(QStringLiteral("Date"),
-                                                                            date->archivedString(),
-                                                                            QStringLiteral("request"), this);
-                                            })}}));
+                warnings.append(
+                    HXWarning(tr("Amazon S3 requires a Date header"),
+                              {{tr("Add Date header"), undoableAction(request, tr("Add Date header"), [request] {
+                                    auto date = HXDynamicValue::make<HXTimestampDynamicValue>();
+                                    date->setFormat(2);
+                                    HXKeyValue::addKeyValueName(QStringLiteral("Date"), date->archivedString(),
+                                                                QStringLiteral("request"), request);
+                                })}}));
             }
             break;
         }
     }
 
     // 14, 15. An Amazon S3 signature in the URL needs its query parameters.
-    const HXDynamicString storedURL = HXDynamicValueEngine::unarchiveAttributedString(url());
+    const HXDynamicString storedURL = HXDynamicValueEngine::unarchiveAttributedString(request->url());
     const HXDynamicValuePtr signature = storedURL.firstDynamicValueMatching(
         [](const HXDynamicValuePtr &value) { return value->isKindOfClass(amazonS3SignatureParameterKind); });
     if (signature != nullptr) {
         const QUrlQuery query(evaluatedURL.value_or(QUrl()));
-        auto addParameterAction = [this](const QString &buttonName, const QString &name,
-                                         std::function<HXDynamicString()> makeValue) {
-            return undoableAction(this, buttonName, [this, name, makeValue] {
-                const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(url());
-                setUrl(HXDynamicValueEngine::archiveAttributedString(
+        auto addParameterAction = [request](const QString &buttonName, const QString &name,
+                                            std::function<HXDynamicString()> makeValue) {
+            return undoableAction(request, buttonName, [request, name, makeValue] {
+                const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(request->url());
+                request->setUrl(HXDynamicValueEngine::archiveAttributedString(
                     stored.attributedStringByAddingQueryParameter(name, makeValue())));
             });
         };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HXInstalledInstance.h"
+
 #include <memory>
 
 class HXRequest;
@@ -14,6 +16,9 @@ public:
     // The newest response recorded for the request, or null.
     virtual std::shared_ptr<HXResponse> lastResponseForRequest(const HXRequest *request) = 0;
 
-    static HXResponseProvider *sharedProvider();
-    static void setSharedProvider(HXResponseProvider *provider);
+    static HXResponseProvider *sharedProvider() { return HXInstalledInstance<HXResponseProvider>::get(); }
+    static void setSharedProvider(HXResponseProvider *provider)
+    {
+        HXInstalledInstance<HXResponseProvider>::set(provider);
+    }
 };

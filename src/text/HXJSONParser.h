@@ -2,6 +2,7 @@
 
 #include "HXError.h"
 #include "HXJSONItem.h"
+#include "HXJSONPrinter.h"
 
 #include <QByteArray>
 #include <QString>
@@ -14,7 +15,7 @@ class HXJSONTree;
 
 // Turns JSON text into a tree of items (HXJSONArray, HXJSONDict,
 // HXJSONPrimitive, HXJSONDictKey) that remember where in the text they came
-// from, and prints the tree back with the printing settings below.
+// from. The tree prints back through the parser's printer.
 //
 // The text is tokenized by jsmn, which is lenient: unquoted words are
 // primitives and separators are not checked. A malformed text gives the tree
@@ -45,29 +46,20 @@ public:
 
     QString string() const;
 
-    // Appended once per nesting level at the start of each printed child;
-    // a null string (the default) means no indentation.
-    QString printingIndentString() const { return m_indentString; }
-    void setPrintingIndentString(const QString &indent);
-    // A newline after an opening bracket, between children and before a
-    // closing bracket. Default false.
-    bool printingNewlines() const { return m_newlines; }
-    void setPrintingNewlines(bool newlines) { m_newlines = newlines; }
-    // 0 (the default): strings print as written. Otherwise strings are
-    // unescaped and escaped again: the low four bits 2 leave non-ASCII as it
-    // is (any other value escapes it); bits 4 to 7 at 0x20 leave forward
-    // slashes as they are (any other value escapes them).
-    uint printingStringOptions() const { return m_stringOptions; }
-    void setPrintingStringOptions(uint options) { m_stringOptions = options; }
-    // Between a key and its value. Default ":".
-    QString printingKeyValueSeparator() const { return m_keyValueSeparator; }
-    void setPrintingKeyValueSeparator(const QString &separator);
-    // Between children. Default ",".
-    QString printingObjectSeparator() const { return m_objectSeparator; }
-    void setPrintingObjectSeparator(const QString &separator);
-    // Print object members sorted by key. Default false.
-    bool printingSortDictKeys() const { return m_sortDictKeys; }
-    void setPrintingSortDictKeys(bool sort) { m_sortDictKeys = sort; }
+    // The printing options, kept by the printer (see HXJSONPrinter).
+    const HXJSONPrinter &printer() const { return m_printer; }
+    QString printingIndentString() const { return m_printer.indentString(); }
+    void setPrintingIndentString(const QString &indent) { m_printer.setIndentString(indent); }
+    bool printingNewlines() const { return m_printer.newlines(); }
+    void setPrintingNewlines(bool newlines) { m_printer.setNewlines(newlines); }
+    uint printingStringOptions() const { return m_printer.stringOptions(); }
+    void setPrintingStringOptions(uint options) { m_printer.setStringOptions(options); }
+    QString printingKeyValueSeparator() const { return m_printer.keyValueSeparator(); }
+    void setPrintingKeyValueSeparator(const QString &separator) { m_printer.setKeyValueSeparator(separator); }
+    QString printingObjectSeparator() const { return m_printer.objectSeparator(); }
+    void setPrintingObjectSeparator(const QString &separator) { m_printer.setObjectSeparator(separator); }
+    bool printingSortDictKeys() const { return m_printer.sortDictKeys(); }
+    void setPrintingSortDictKeys(bool sort) { m_printer.setSortDictKeys(sort); }
 
     // Tokenizes the text and builds the tree; the root item, or none when the
     // text holds no item. Tokenizer errors are not reported: `error`, when
@@ -107,8 +99,6 @@ public:
 
 private:
     HXJSONParser() = default;
-    void printLeaf(HXJSONOutput &output, const HXJSONTree &tree, qint32 index) const;
-    void printString(HXJSONOutput &output, const HXJSONTree &tree, qint32 index) const;
 
     bool m_hasText = false;
     QString m_string;  // the text as given, when given as UTF-16
@@ -116,13 +106,5 @@ private:
     std::shared_ptr<const HXJSONTree> m_tree;
     std::shared_ptr<HXJSONItem> m_root;
 
-    QString m_indentString;
-    QString m_keyValueSeparator = QStringLiteral(":");
-    QString m_objectSeparator = QStringLiteral(",");
-    QByteArray m_indentUtf8;
-    QByteArray m_keyValueSeparatorUtf8 = QByteArrayLiteral(":");
-    QByteArray m_objectSeparatorUtf8 = QByteArrayLiteral(",");
-    bool m_newlines = false;
-    bool m_sortDictKeys = false;
-    uint m_stringOptions = 0;
+    HXJSONPrinter m_printer;
 };

@@ -1,5 +1,6 @@
 #include "HXJSONString.h"
 
+#include "HXHexDigit.h"
 #include "HXJSONParser.h"
 #include "HXJSONPrintingSettings.h"
 
@@ -14,18 +15,6 @@ QStringView clampedRange(const QString &string, HXJSONRange range)
     return QStringView(string).mid(qsizetype(location), qsizetype(length));
 }
 
-int hexDigit(QChar c)
-{
-    const char16_t u = c.unicode();
-    if (u >= u'0' && u <= u'9')
-        return u - u'0';
-    if (u >= u'a' && u <= u'f')
-        return u - u'a' + 10;
-    if (u >= u'A' && u <= u'F')
-        return u - u'A' + 10;
-    return -1;
-}
-
 // Reads four characters as a hexadecimal number the lenient way: leading
 // spaces skipped, an optional 0x, then as many hex digits as there are.
 char16_t scanHexUnit(QStringView digits)
@@ -34,11 +23,11 @@ char16_t scanHexUnit(QStringView digits)
     while (at < digits.size() && digits.at(at).isSpace())
         ++at;
     if (at + 1 < digits.size() && digits.at(at) == u'0' && (digits.at(at + 1) == u'x' || digits.at(at + 1) == u'X') &&
-        at + 2 < digits.size() && hexDigit(digits.at(at + 2)) >= 0)
+        at + 2 < digits.size() && HXHexDigit::value(digits.at(at + 2).unicode()) >= 0)
         at += 2;
     uint value = 0;
     for (; at < digits.size(); ++at) {
-        const int digit = hexDigit(digits.at(at));
+        const int digit = HXHexDigit::value(digits.at(at).unicode());
         if (digit < 0)
             break;
         value = value * 16 + uint(digit);

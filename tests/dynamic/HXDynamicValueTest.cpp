@@ -115,14 +115,12 @@ TEST_F(HXDynamicValueTest, ArchiveDoesNotDependOnTheOrderPropertiesWereSet)
 
 TEST_F(HXDynamicValueTest, UniqueIdentifierIsTheUpperCaseMD5OfTheArchive)
 {
+    // A fixed value has a fixed identifier in every process and build; every
+    // stored property changes it.
     auto value = echo(QStringLiteral("abc"));
-    // A fixed value has a fixed identifier in every process and build.
     EXPECT_EQ(value->uniqueIdentifier(),
               QString::fromLatin1(
                   QCryptographicHash::hash(value->keyedArchive(), QCryptographicHash::Md5).toHex().toUpper()));
-    EXPECT_EQ(value->uniqueIdentifier().size(), 32);
-    EXPECT_EQ(value->uniqueIdentifier(), value->uniqueIdentifier().toUpper());
-
     const QString before = value->uniqueIdentifier();
     for (const auto &[key, changed] : std::initializer_list<std::pair<QString, QVariant>>{
              {QStringLiteral("input"), QStringLiteral("abd")},
@@ -219,16 +217,6 @@ TEST_F(HXDynamicValueTest, SetValueConvertsOrRefuses)
     EXPECT_FALSE(value->setValue(QStringLiteral("input"), 5));
 }
 
-TEST_F(HXDynamicValueTest, DescriptionListsEveryStoredProperty)
-{
-    auto value = echo(QStringLiteral("abc"));
-    const QString description = value->description();
-    EXPECT_TRUE(description.startsWith(QStringLiteral("<HXTestEchoDynamicValue: 0x"))) << description.toStdString();
-    EXPECT_TRUE(description.endsWith(QStringLiteral("> input: abc, count: 7, flag: 1, ratio: (null), when: (null), "
-                                                    "blob: (null), rows: (null), request: (null)")))
-        << description.toStdString();
-}
-
 TEST_F(HXDynamicValueTest, ChoiceListsComeFromContentKeys)
 {
     auto value = HXDynamicValue::make<EchoValue>();
@@ -262,16 +250,6 @@ TEST_F(HXDynamicValueTest, ArchivedStringHoldsJustThisToken)
     ASSERT_TRUE(back);
     EXPECT_TRUE(back->isEqual(*value));
     EXPECT_EQ(back->stringValue(QStringLiteral("input")), QStringLiteral("[x]"));
-}
-
-TEST_F(HXDynamicValueTest, CopyKeepsStoredProperties)
-{
-    auto value = echo(QStringLiteral("copy"));
-    value->setValue(QStringLiteral("ratio"), 3.25);
-    HXDynamicValuePtr copy = value->copy();
-    ASSERT_TRUE(copy);
-    EXPECT_NE(copy.get(), value.get());
-    EXPECT_TRUE(copy->isEqual(*value));
 }
 
 TEST(HXDynamicValueCatalogueTest, TwentyKindsInMenuOrderAndGroups)

@@ -69,9 +69,7 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
         _handleNextRequestIfNeeded();
         return;
     }
-    HXRequestAssembly assembly =
-        request->evaluateWithDocument(m_document.data(), [request](const HXRequestAssembly &) { Q_UNUSED(request); });
-    request->performAutomaticRequestModificationsWithURL(assembly);
+    HXRequestAssembly assembly = request->assemblyAsSent(m_document.data());
     QString method = request->method();
     QString urlText = assembly.URL ? assembly.URL->toString(QUrl::FullyEncoded) : QString();
 

@@ -1,16 +1,16 @@
 // Request assembly: turning a stored request into the URL, header list, body
 // bytes and encoding that will be sent.
 
-#include "HXRequest.h"
+#include "HXRequestEvaluator.h"
 
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXBodyMultipartFormDataDynamicValue.h"
-#include "HXDocument.h"
 #include "HXDynamicValueContext.h"
 #include "HXDynamicValueEngine.h"
-#include "HXEchoServiceAddress.h"
+#include "HXEvaluationDocument.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXKeyValue.h"
+#include "HXRequest.h"
 #include "HXRequestAssemblyState.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXRequestGroup.h"
@@ -98,12 +98,11 @@ void appendPercentEncoded(QString &out, const QString &characters, HXStringEncod
 
 // ---- whole evaluation --------------------------------------------------------
 
-HXRequestAssembly HXRequest::evaluateWithDocument(HXDocument *document,
-                                                  const EvaluationCompletionBlock &completionBlock)
+HXRequestAssembly HXRequestEvaluator::evaluateWithDocument(HXEvaluationDocument *document)
 {
     HX_ASSERT_MAIN_THREAD();
     HXRequestAssembly assembly;
-    HXRequestAssemblyState::runInRequestContext(this, document, [&] {
+    HXRequestAssemblyState::runInRequestContext(m_request, document, [&] {
         HXRequestAssemblyState state;
         // Headers first: their Content-Type charset decides how the URL and
         // the body are encoded.
@@ -114,35 +113,28 @@ HXRequestAssembly HXRequest::evaluateWithDocument(HXDocument *document,
         assembly.bodyData = evaluatedBodyDataUsingEncoding(encoding, assembly.headers);
         assembly.bodyEncoding = encoding;
     });
-    if (completionBlock)
-        completionBlock(assembly);
     return assembly;
 }
 
 // ---- URL ---------------------------------------------------------------------
 
-QString HXRequest::defaultURL()
-{
-    return HXEchoServiceAddress::defaultURL();
-}
-
-QString HXRequest::evaluatedURLStringUsingEncoding(HXStringEncoding encoding)
+QString HXRequestEvaluator::evaluatedURLStringUsingEncoding(HXStringEncoding encoding)
 {
     QString text;
-    HXRequestAssemblyState::runInRequestContext(this, nullptr, [&] {
+    HXRequestAssemblyState::runInRequestContext(m_request, nullptr, [&] {
         HXRequestAssemblyState state;
         state.setEncoding(encoding);
-        text = HXDynamicValueEngine::evaluateStringAsString(url(), encoding).trimmed();
+        text = HXDynamicValueEngine::evaluateStringAsString(m_request->url(), encoding).trimmed();
     });
     if (text.isEmpty())
-        text = defaultURL();
+        text = HXRequest::defaultURL();
     const HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
     return stringByConvertingInternationalDomainNames(
         text, defaults.boolForKey(QStringLiteral("HXUserDefaultConvertInternationalizedDomainNames")),
         defaults.boolForKey(QStringLiteral("HXUserDefaultURLEncodingURLPaths")), encoding);
 }
 
-std::optional<QUrl> HXRequest::evaluatedURLUsingEncoding(HXStringEncoding encoding)
+std::optional<QUrl> HXRequestEvaluator::evaluatedURLUsingEncoding(HXStringEncoding encoding)
 {
     const QUrl url(evaluatedURLStringUsingEncoding(encoding), QUrl::StrictMode);
     if (!url.isValid() || url.isEmpty())
@@ -150,9 +142,9 @@ std::optional<QUrl> HXRequest::evaluatedURLUsingEncoding(HXStringEncoding encodi
     return url;
 }
 
-QString HXRequest::stringByConvertingInternationalDomainNames(const QString &string,
-                                                              bool convertInternationalDomainNames, bool encodePercent,
-                                                              HXStringEncoding encoding)
+QString HXRequestEvaluator::stringByConvertingInternationalDomainNames(const QString &string,
+                                                                       bool convertInternationalDomainNames,
+                                                                       bool encodePercent, HXStringEncoding encoding)
 {
     // Find the host (inside "scheme://[userinfo@]host[:port]") and the path
     // (from after the authority, or the scheme, to the first "?" or "#").
@@ -227,10 +219,10 @@ QString HXRequest::stringByConvertingInternationalDomainNames(const QString &str
 
 // ---- headers -----------------------------------------------------------------
 
-HXRequestHeaderList HXRequest::evaluatedHeadersArrayRevealedEncoding(HXStringEncoding *encoding)
+HXRequestHeaderList HXRequestEvaluator::evaluatedHeadersArrayRevealedEncoding(HXStringEncoding *encoding)
 {
     HXRequestHeaderList list;
-    HXRequestAssemblyState::runInRequestContext(this, nullptr, [&] {
+    HXRequestAssemblyState::runInRequestContext(m_request, nullptr, [&] {
         HXRequestAssemblyState state;
         // Header names and values are always ASCII, whatever the charset.
         state.setEncoding(HXStringEncoding::ASCII);
@@ -256,27 +248,23 @@ HXRequestHeaderList HXRequest::evaluatedHeadersArrayRevealedEncoding(HXStringEnc
                 }
             }
         };
-        appendRows(HXKeyValue::keyValuesForRelationship(QStringLiteral("request"), this), false);
-        for (HXRequestGroup *folder : ancestorFolders(this))
+        appendRows(HXKeyValue::keyValuesForRelationship(QStringLiteral("request"), m_request), false);
+        for (HXRequestGroup *folder : ancestorFolders(m_request))
             appendRows(HXKeyValue::keyValuesForRelationship(QStringLiteral("groupForHeaders"), folder), true);
     });
     return list;
 }
 
-QMap<QString, QString> HXRequest::evaluatedHeadersDictionaryRevealedEncoding(HXStringEncoding *encoding)
-{
-    return evaluatedHeadersArrayRevealedEncoding(encoding).headersDictionaryFromArray();
-}
-
 // ---- body --------------------------------------------------------------------
 
-QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, const HXRequestHeaderList &headers)
+QByteArray HXRequestEvaluator::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding,
+                                                              const HXRequestHeaderList &headers)
 {
     QByteArray bytes;
-    HXRequestAssemblyState::runInRequestContext(this, nullptr, [&] {
+    HXRequestAssemblyState::runInRequestContext(m_request, nullptr, [&] {
         HXRequestAssemblyState state;
         state.setEncoding(encoding);
-        const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(body());
+        const HXDynamicString stored = HXDynamicValueEngine::unarchiveAttributedString(m_request->body());
         const HXDynamicValuePtr only = stored.onlyDynamicValue();
 
         enum class Builder { None, Form, Multipart };
@@ -288,7 +276,7 @@ QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, 
         } else if (isMultipartBuilder(only)) {
             builder = Builder::Multipart;
             rows = static_cast<HXBodyMultipartFormDataDynamicValue *>(only.get())->keyValues();
-        } else if (!body().isEmpty()) {
+        } else if (!m_request->body().isEmpty()) {
             // Text, file and mixed bodies are evaluated as they stand.
             bytes = HXDynamicValueEngine::evaluateAttributedStringAsData(stored, encoding);
             return;
@@ -300,7 +288,7 @@ QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, 
                 builder = Builder::Form;
             else if (contentType && HXRequestHeaderList::nameIsLike(mainValue, QStringLiteral("multipart/form-data")))
                 builder = Builder::Multipart;
-            else if (!contentType && HTTPMethodsWithBody().contains(method()))
+            else if (!contentType && HXRequest::HTTPMethodsWithBody().contains(m_request->method()))
                 builder = Builder::Form;
             if (builder == Builder::None) {
                 bytes = HXDynamicValueEngine::evaluateAttributedStringAsData(stored, encoding);
@@ -309,7 +297,7 @@ QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, 
         }
 
         // Folder form fields follow the request's own, nearest folder first.
-        for (HXRequestGroup *folder : ancestorFolders(this)) {
+        for (HXRequestGroup *folder : ancestorFolders(m_request)) {
             for (HXKeyValue *row :
                  HXKeyValue::keyValuesForRelationship(QStringLiteral("groupForBodyParameters"), folder)) {
                 if (row->enabled())
@@ -335,17 +323,14 @@ QByteArray HXRequest::evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, 
 
 // ---- automatic Content-Type --------------------------------------------------
 
-void HXRequest::performAutomaticRequestModificationsWithURL(std::optional<QUrl> &URL, HXRequestHeaderList &headers,
-                                                            QByteArray &bodyData, HXStringEncoding &bodyEncoding)
+void HXRequestEvaluator::performAutomaticRequestModifications(HXRequestHeaderList &headers)
 {
-    Q_UNUSED(URL);
-    Q_UNUSED(bodyData);
-    Q_UNUSED(bodyEncoding);
     if (!HXUserDefaults::standardUserDefaults().boolForKey(QStringLiteral("HXUserDefaultAutoContentType")))
         return;
     if (headers.hasHTTPHeaderName(QStringLiteral("Content-Type")))
         return;
-    const HXDynamicValuePtr only = HXDynamicValueEngine::unarchiveAttributedString(body()).onlyDynamicValue();
+    const HXDynamicValuePtr only =
+        HXDynamicValueEngine::unarchiveAttributedString(m_request->body()).onlyDynamicValue();
     QString contentType;
     if (isFormBuilder(only)) {
         contentType = QStringLiteral("application/x-www-form-urlencoded");
@@ -356,7 +341,7 @@ void HXRequest::performAutomaticRequestModificationsWithURL(std::optional<QUrl> 
     } else if (only != nullptr && only->isKindOfClass(HXFileContentDynamicValue::staticClassName())) {
         const auto *file = static_cast<HXFileContentDynamicValue *>(only.get());
         std::optional<QString> path;
-        HXRequestAssemblyState::runInRequestContext(this, nullptr, [&] {
+        HXRequestAssemblyState::runInRequestContext(m_request, nullptr, [&] {
             path = file->resolvedFilePath(HXFileContentDynamicValue::currentDocumentFolder(), false);
         });
         contentType = path ? HXBodyMultipartFormDataDynamicValue::MIMETypeForFile(*path)
