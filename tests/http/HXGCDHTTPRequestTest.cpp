@@ -270,31 +270,6 @@ TEST_F(HXGCDHTTPRequestTest, ZeroTimeoutMeansNoLimit)
     EXPECT_EQ(exchange->delegate.events.last(), QStringLiteral("finished"));
 }
 
-TEST_F(HXGCDHTTPRequestTest, CancelSilencesEveryCallback)
-{
-    server.addScript(HXTestHTTPScript()
-                         .readRequest()
-                         .write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n")
-                         .delay(50)
-                         .write(QByteArray(100, 'x'), 10, 5)
-                         .close());
-    auto exchange = send(server.url());
-    ASSERT_TRUE(HXTest::waitUntil([&] { return !exchange->delegate.events.isEmpty(); }));
-    exchange->request->clearDelegateAndCancel();
-    const qsizetype seen = exchange->delegate.events.size();
-    HXTest::waitUntil([] { return false; }, 300);
-    EXPECT_EQ(exchange->delegate.events.size(), seen);
-    EXPECT_EQ(exchange->delegate.terminalCount(), 0);
-
-    // Destroying a running request is a cancel too.
-    server.addScript(HXTestHTTPScript().readRequest().hang());
-    auto second = send(server.url());
-    ASSERT_TRUE(server.waitForRequests(2));
-    second->request.reset();
-    HXTest::waitUntil([] { return false; }, 100);
-    EXPECT_TRUE(second->delegate.events.isEmpty());
-}
-
 TEST_F(HXGCDHTTPRequestTest, ConnectionFailuresAndUnsupportedURLs)
 {
     quint16 closedPort = 0;
