@@ -1,5 +1,6 @@
-// Benchmark of Kea's own HTTP/1.1 engine against curl, both talking to the
-// same loopback server in the same run:
+// Benchmark of Kea's three engines (its own HTTP/1.1 engine, libcurl, Qt
+// Network) against the curl tool, all talking to the same loopback server in
+// the same run:
 //   (a) download of a 256 MiB body: MB/s and peak memory;
 //   (b) 1,000 sequential small GETs, each on a fresh connection
 //       ("Connection: close"): requests per second;
@@ -8,10 +9,10 @@
 //
 //   bench_http [--size MiB] [--requests N] [--gzip-mb MB] [--serve]
 
-#include "HXGCDHTTPRequest.h"
 #include "HXGzipDecoder.h"
 #include "HXGzipEncoder.h"
 #include "HXHTTPBodyDecoder.h"
+#include "HXHTTPRequest.h"
 #include "HXHTTPSettings.h"
 #include "HXUserDefaults.h"
 
@@ -294,8 +295,13 @@ ChildResult runChild(const QStringList &programAndArguments)
     return result;
 }
 
-// The child side: `count` sequential requests through the own engine.
-int runKeaClient(const QString &url, int count, bool insecure)
+// The engines, by the name of their benchmark row and their identifier.
+const std::vector<std::pair<const char *, QString>> engines = {{"own", QStringLiteral("GCDHTTPRequest")},
+                                                               {"libcurl", QStringLiteral("ASIHTTPRequest")},
+                                                               {"qt", QStringLiteral("URLConnection")}};
+
+// The child side: `count` sequential requests through one engine.
+int runKeaClient(const QString &url, int count, bool insecure, const QString &engine)
 {
     HXUserDefaults::standardUserDefaults().useSettingsFile(QString());
     HXUserDefaults::registerApplicationDefaults();
@@ -321,7 +327,8 @@ int runKeaClient(const QString &url, int count, bool insecure)
         QEventLoop loop;
         Delegate delegate;
         delegate.loop = &loop;
-        HXGCDHTTPRequest request((QUrl(url)));
+        const std::unique_ptr<HXHTTPRequest> created = HXHTTPRequest::HTTPLibrary(engine).createRequest(QUrl(url));
+        HXHTTPRequest &request = *created;
         request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
         request.setTimeoutInterval(120);
         request.setIgnoreSSLCertificatesValidation(insecure);
@@ -390,8 +397,12 @@ int main(int argc, char **argv)
         return measureChild(argv + 2);
     QCoreApplication app(argc, argv);
     const QStringList arguments = app.arguments();
-    if (arguments.size() >= 4 && arguments.at(1) == u"--kea-client")
-        return runKeaClient(arguments.at(2), arguments.at(3).toInt(), arguments.contains(QStringLiteral("--insecure")));
+    if (arguments.size() >= 4 && arguments.at(1) == u"--kea-client") {
+        const qsizetype engineIndex = arguments.indexOf(QStringLiteral("--engine"));
+        const QString engine = engineIndex > 0 ? arguments.value(engineIndex + 1) : QString();
+        return runKeaClient(arguments.at(2), arguments.at(3).toInt(), arguments.contains(QStringLiteral("--insecure")),
+                            engine);
+    }
 
     qint64 sizeMiB = 256;
     int requests = 1000;
@@ -423,9 +434,9 @@ int main(int argc, char **argv)
         std::printf("(a) download of %lld MiB over %s on loopback\n", static_cast<long long>(sizeMiB),
                     qPrintable(label));
         ChildResult curlDownload;
-        ChildResult keaDownload;
         double curlSeconds = 1e30;
-        double keaSeconds = 1e30;
+        std::vector<ChildResult> keaDownloads(engines.size());
+        std::vector<double> keaSeconds(engines.size(), 1e30);
         for (int round = 0; round < 3; ++round) {
             QStringList curlArguments = {curl,
                                          QStringLiteral("-s"),
@@ -434,30 +445,39 @@ int main(int argc, char **argv)
                                          QStringLiteral("-w"),
                                          QStringLiteral("%{time_total}"),
                                          url};
-            QStringList keaArguments = {self, QStringLiteral("--kea-client"), url, QStringLiteral("1")};
-            if (tls) {
+            if (tls)
                 curlArguments.insert(1, QStringLiteral("-k"));
-                keaArguments.append(QStringLiteral("--insecure"));
-            }
             ChildResult c = runChild(curlArguments);
             const double cs = c.output.toDouble();
             if (c.status == 0 && cs > 0 && cs < curlSeconds) {
                 curlSeconds = cs;
                 curlDownload = c;
             }
-            ChildResult k = runChild(keaArguments);
-            const double ks = k.output.split(' ').value(0).toDouble();
-            if (k.status == 0 && ks > 0 && ks < keaSeconds) {
-                keaSeconds = ks;
-                keaDownload = k;
+            for (size_t e = 0; e < engines.size(); ++e) {
+                QStringList keaArguments = {self,
+                                            QStringLiteral("--kea-client"),
+                                            url,
+                                            QStringLiteral("1"),
+                                            QStringLiteral("--engine"),
+                                            engines[e].second};
+                if (tls)
+                    keaArguments.append(QStringLiteral("--insecure"));
+                ChildResult k = runChild(keaArguments);
+                const double ks = k.output.split(' ').value(0).toDouble();
+                if (k.status == 0 && ks > 0 && ks < keaSeconds[e]) {
+                    keaSeconds[e] = ks;
+                    keaDownloads[e] = k;
+                }
             }
         }
         const double curlRate = bigSize / curlSeconds / 1e6;
-        const double keaRate = bigSize / keaSeconds / 1e6;
-        std::printf("    curl %8.0f MB/s   peak %6.1f MB\n", curlRate, curlDownload.peakKiB / 1024.0);
-        std::printf("    kea  %8.0f MB/s   peak %6.1f MB   (limit %.1f MB = 1.2 x body + 30 MB)\n", keaRate,
-                    keaDownload.peakKiB / 1024.0, (1.2 * bigSize) / 1048576.0 + 30);
-        std::printf("    ratio kea/curl throughput %.2f (aim >= 0.80)\n", keaRate / curlRate);
+        std::printf("    curl         %8.0f MB/s   peak %6.1f MB\n", curlRate, curlDownload.peakKiB / 1024.0);
+        for (size_t e = 0; e < engines.size(); ++e) {
+            const double keaRate = bigSize / keaSeconds[e] / 1e6;
+            std::printf("    kea %-8s %8.0f MB/s   peak %6.1f MB   ratio to curl %.2f%s\n", engines[e].first, keaRate,
+                        keaDownloads[e].peakKiB / 1024.0, keaRate / curlRate,
+                        e == 0 ? " (aim >= 0.80; peak limit 1.2 x body + 30 MB)" : "");
+        }
     };
     download(QStringLiteral("http"), server.url("/big"), false);
 
@@ -520,20 +540,24 @@ int main(int argc, char **argv)
             file.write("url = \"" + server.url("/small").toUtf8() + "\"\noutput = \"/dev/null\"\n");
     }
     double curlPerRequest = 1e30;
-    double keaPerRequest = 1e30;
+    std::vector<double> keaPerRequest(engines.size(), 1e30);
     for (int round = 0; round < 3; ++round) {
         const ChildResult c = runChild({curl, QStringLiteral("-K"), config});
         if (c.status == 0)
             curlPerRequest = qMin(curlPerRequest, c.wallSeconds / requests);
-        const ChildResult k =
-            runChild({self, QStringLiteral("--kea-client"), server.url("/small"), QString::number(requests)});
-        if (k.status == 0)
-            keaPerRequest = qMin(keaPerRequest, k.output.split(' ').value(0).toDouble() / requests);
+        for (size_t e = 0; e < engines.size(); ++e) {
+            const ChildResult k = runChild({self, QStringLiteral("--kea-client"), server.url("/small"),
+                                            QString::number(requests), QStringLiteral("--engine"), engines[e].second});
+            if (k.status == 0)
+                keaPerRequest[e] = qMin(keaPerRequest[e], k.output.split(' ').value(0).toDouble() / requests);
+        }
     }
-    std::printf("    curl %8.0f req/s  (%.3f ms per request, whole process)\n", 1 / curlPerRequest,
+    std::printf("    curl         %8.0f req/s  (%.3f ms per request, whole process)\n", 1 / curlPerRequest,
                 curlPerRequest * 1000);
-    std::printf("    kea  %8.0f req/s  (%.3f ms per request)\n", 1 / keaPerRequest, keaPerRequest * 1000);
-    std::printf("    ratio kea/curl time per request %.2f (aim <= 1.25)\n", keaPerRequest / curlPerRequest);
+    for (size_t e = 0; e < engines.size(); ++e)
+        std::printf("    kea %-8s %8.0f req/s  (%.3f ms per request)   ratio of time to curl %.2f%s\n",
+                    engines[e].first, 1 / keaPerRequest[e], keaPerRequest[e] * 1000, keaPerRequest[e] / curlPerRequest,
+                    e == 0 ? " (aim <= 1.25)" : "");
 
     // (c) gzip decoding
     std::printf("(c) gzip body of %lld MB (%lld bytes compressed)\n", static_cast<long long>(gzipMB),
@@ -554,8 +578,8 @@ int main(int argc, char **argv)
     std::printf("    kea  %8.0f MB/s%s\n", text.size() / keaDecodeSeconds / 1e6,
                 decodedRight ? "" : "  (WRONG OUTPUT)");
     std::printf("    ratio kea/zlib %.2f (aim >= 0.90)\n", zlibSeconds / keaDecodeSeconds);
-    const ChildResult endToEnd =
-        runChild({self, QStringLiteral("--kea-client"), server.url("/gzip"), QStringLiteral("1")});
+    const ChildResult endToEnd = runChild({self, QStringLiteral("--kea-client"), server.url("/gzip"),
+                                           QStringLiteral("1"), QStringLiteral("--engine"), engines.front().second});
     const QList<QByteArray> fields = endToEnd.output.trimmed().split(' ');
     std::printf("    kea fetch of /gzip end to end: %.0f MB/s of decoded body, %s bytes, peak %.1f MB\n",
                 fields.value(1).toDouble() / qMax(fields.value(0).toDouble(), 1e-9) / 1e6, fields.value(1).constData(),

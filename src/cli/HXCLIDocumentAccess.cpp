@@ -140,6 +140,21 @@ HXEnvironment *environmentNamed(HXDocument &document, const QString &name)
     return nullptr;
 }
 
+bool useEnvironmentOrReport(HXDocument &document, const QString &name, const QString &command, const QString &path)
+{
+    if (name.isEmpty()) {
+        restoreSelectedEnvironment(document);
+        return true;
+    }
+    HXEnvironment *environment = environmentNamed(document, name);
+    if (environment == nullptr) {
+        usageError(QStringLiteral("%1: no environment '%2' in %3").arg(command, name, path));
+        return false;
+    }
+    document.setCurrentEnvironment(environment);
+    return true;
+}
+
 HXEnvironment *restoreSelectedEnvironment(HXDocument &document)
 {
     HXEnvironment *environment = HXUIPreferencesManager::sharedManager()->selectedEnvironmentForDocument(&document);

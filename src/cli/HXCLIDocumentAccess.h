@@ -47,4 +47,8 @@ HXEnvironment *restoreSelectedEnvironment(HXDocument &document);
 void rememberSelectedEnvironment(const HXDocument &document, const HXEnvironment *environment);
 // The environment of that name, or null.
 HXEnvironment *environmentNamed(HXDocument &document, const QString &name);
+// Makes the environment `name` current (the remembered one when `name` is
+// empty). When there is no such environment, says so on stderr as
+// "<command>: no environment ..." and returns false.
+bool useEnvironmentOrReport(HXDocument &document, const QString &name, const QString &command, const QString &path);
 } // namespace HXCLI

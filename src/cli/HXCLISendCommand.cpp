@@ -4,11 +4,11 @@
 
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
+#include "HXCLIEngineOption.h"
 #include "HXCLIPresenter.h"
-#include "HXDocumentCommands.h"
 #include "HXCompletionManager.h"
+#include "HXDocumentCommands.h"
 #include "HXEnvironment.h"
-#include "HXPresenter.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXRequestHandler.h"
@@ -20,8 +20,9 @@
 
 namespace {
 
-const char sendUsage[] = "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] "
-                         "[--quiet|--include|--verbose]";
+const char sendUsage[] =
+    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--engine own|libcurl|qt] "
+    "[--quiet|--include|--verbose]";
 
 enum class Detail { Quiet, Normal, Include, Verbose };
 
@@ -50,6 +51,7 @@ int runSend(const QStringList &arguments)
     bool all = false;
     bool insecure = false;
     bool failOnHTTPError = false;
+    QString engine;
     Detail detail = Detail::Normal;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments.at(i);
@@ -65,7 +67,11 @@ int runSend(const QStringList &arguments)
             detail = Detail::Include;
         else if (argument == u"--verbose")
             detail = Detail::Verbose;
-        else if (argument == u"--env" && i + 1 < arguments.size())
+        else if (argument == u"--engine" && i + 1 < arguments.size()) {
+            engine = HXCLIEngineOption::identifierForName(arguments.at(++i));
+            if (engine.isNull())
+                return HXCLI::usageError(QStringLiteral("send: --engine is ") + HXCLIEngineOption::choices());
+        } else if (argument == u"--env" && i + 1 < arguments.size())
             environmentName = arguments.at(++i);
         else if (argument.startsWith(u'-') && argument != u"-")
             return HXCLI::usageError(
@@ -81,14 +87,8 @@ int runSend(const QStringList &arguments)
     std::unique_ptr<HXDocument> document = HXCLI::openDocumentOrReport(file);
     if (!document)
         return HXCLIExitUsage;
-    if (!environmentName.isEmpty()) {
-        HXEnvironment *environment = HXCLI::environmentNamed(*document, environmentName);
-        if (environment == nullptr)
-            return HXCLI::usageError(QStringLiteral("send: no environment '%1' in %2").arg(environmentName, file));
-        document->setCurrentEnvironment(environment);
-    } else {
-        HXCLI::restoreSelectedEnvironment(*document);
-    }
+    if (!HXCLI::useEnvironmentOrReport(*document, environmentName, QStringLiteral("send"), file))
+        return HXCLIExitUsage;
 
     QList<HXRequest *> requests;
     if (all) {
@@ -108,6 +108,13 @@ int runSend(const QStringList &arguments)
     if (insecure)
         HXUserDefaults::standardUserDefaults().setVolatileObject(
             false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
+    if (!engine.isNull())
+        HXUserDefaults::standardUserDefaults().setVolatileObject(engine, QStringLiteral("HXUserDefaultHTTPLibrary"));
+    if (detail == Detail::Verbose)
+        HXCLI::writeOut(QStringLiteral("== engine: %1\n")
+                            .arg(HXHTTPRequest::HTTPLibrary(HXUserDefaults::standardUserDefaults().stringForKey(
+                                                                QStringLiteral("HXUserDefaultHTTPLibrary")))
+                                     .localizedName()));
     // --all asks the application's question and confirms it.
     HXCLIPresenter presenter(all);
     HXPresenter::setSharedPresenter(&presenter);
@@ -169,7 +176,8 @@ int runSend(const QStringList &arguments)
 
 const bool registered = HXCLICommandRegistry::add(
     {QStringLiteral("send"),
-     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--quiet|--include|--verbose]"),
+     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--engine own|libcurl|qt] "
+                    "[--quiet|--include|--verbose]"),
      QStringLiteral("send requests one at a time, record their responses and print them"), runSend,
      QStringLiteral("REQUEST is a name, a folder path (Folder/Name) or a uuid. --all sends every request in\n"
                     "the order of their uuids, as the application's Send All does.\n\n"
@@ -178,6 +186,7 @@ const bool registered = HXCLICommandRegistry::add(
                     "  --env NAME        evaluate in that environment for this run\n"
                     "  --insecure        accept servers whose certificate cannot be verified\n"
                     "  --fail            exit with status 1 when any response is 4xx or 5xx (like curl --fail)\n"
+                    "  --engine NAME     send through that engine: own, libcurl or qt\n"
                     "  --quiet           print each request's name and status line only\n"
                     "  --include         print the response headers too\n"
                     "  --verbose         print what is sent as well\n")});

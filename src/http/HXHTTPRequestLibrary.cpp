@@ -1,6 +1,8 @@
 #include "HXHTTPRequestLibrary.h"
 
+#include "HXASIHTTPRequest.h"
 #include "HXGCDHTTPRequest.h"
+#include "HXURLConnectionHTTPRequest.h"
 
 #include <QCoreApplication>
 #include <QMutex>
@@ -24,10 +26,14 @@ LibraryTable &libraryTable()
                                       [](const QUrl &url) -> std::unique_ptr<HXHTTPRequest> {
                                           return std::make_unique<HXGCDHTTPRequest>(url);
                                       }});
-        created->libraries.push_back(
-            {QStringLiteral("ASIHTTPRequest"), QT_TRANSLATE_NOOP("HXHTTPRequest", "libcurl"), nullptr});
-        created->libraries.push_back(
-            {QStringLiteral("URLConnection"), QT_TRANSLATE_NOOP("HXHTTPRequest", "Qt Network"), nullptr});
+        created->libraries.push_back({QStringLiteral("ASIHTTPRequest"), QT_TRANSLATE_NOOP("HXHTTPRequest", "libcurl"),
+                                      [](const QUrl &url) -> std::unique_ptr<HXHTTPRequest> {
+                                          return std::make_unique<HXASIHTTPRequest>(url);
+                                      }});
+        created->libraries.push_back({QStringLiteral("URLConnection"), QT_TRANSLATE_NOOP("HXHTTPRequest", "Qt Network"),
+                                      [](const QUrl &url) -> std::unique_ptr<HXHTTPRequest> {
+                                          return std::make_unique<HXURLConnectionHTTPRequest>(url);
+                                      }});
         return created;
     }();
     return *table;

@@ -119,4 +119,24 @@ TEST(HXCLIFetchCommandTest, FailuresAndUsage)
         fetch({QStringLiteral("http://a.test/"), QStringLiteral("--data"), QStringLiteral("@/nonexistent")}).status, 2);
 }
 
+TEST(HXCLIFetchCommandTest, OtherEnginesPrintARebuiltHead)
+{
+    HXTestHTTPServer server;
+    ASSERT_TRUE(server.listen());
+    server.setDefaultScript(
+        HXTestHTTPScript::respond("HTTP/1.1 201 Created\r\nX-Thing: a\r\nContent-Length: 5\r\n\r\nhello"));
+    const QList<std::tuple<QString, QByteArray, QByteArray>> engines = {
+        {QStringLiteral("libcurl"), "libcurl", "HTTP/1.1 201 Created\r\n"},
+        {QStringLiteral("qt"), "Qt Network", "HTTP/1.1 201 CREATED\r\n"}};
+    for (const auto &[option, name, statusLine] : engines) {
+        const HXCLIRun run =
+            fetch({server.url().toString(), QStringLiteral("--engine"), option, QStringLiteral("--verbose"),
+                   QStringLiteral("--proxy-config"), QStringLiteral("none")});
+        EXPECT_EQ(run.status, 0) << run.err.toStdString();
+        EXPECT_EQ(run.err, QByteArray("kea-cli: fetch: engine " + name + '\n'));
+        EXPECT_EQ(run.out, QByteArray(statusLine + "X-Thing: a\r\nContent-Length: 5\r\n\r\nhello"));
+    }
+    EXPECT_EQ(fetch({server.url().toString(), QStringLiteral("--engine"), QStringLiteral("curl")}).status, 2);
+}
+
 } // namespace

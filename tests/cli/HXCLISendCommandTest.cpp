@@ -135,6 +135,45 @@ TEST_F(CLISendCommandTest, SendAllAsksThenSendsInUUIDOrderFollowingRedirects)
         2);
 }
 
+TEST_F(CLISendCommandTest, EachEngineAndTheComparisonOfAll)
+{
+    // The Qt engine rebuilds the reason phrase; every engine names itself.
+    const QList<std::pair<QString, QByteArray>> engines = {{QStringLiteral("own"), "HTTP/1.1 404 Not Found"},
+                                                           {QStringLiteral("libcurl"), "HTTP/1.1 404 Not Found"},
+                                                           {QStringLiteral("qt"), "HTTP/1.1 404 NOT FOUND"}};
+    const QList<QByteArray> names = {"Kea HTTP/1.1", "libcurl", "Qt Network"};
+    for (qsizetype i = 0; i < engines.size(); ++i) {
+        HXCLIRun sent = run({QStringLiteral("send"), document, QStringLiteral("Not found"), QStringLiteral("--engine"),
+                             engines[i].first, QStringLiteral("--verbose")});
+        EXPECT_EQ(sent.status, 0) << sent.err.constData();
+        EXPECT_TRUE(sent.out.startsWith(QByteArray("== engine: " + names[i] + '\n'))) << sent.out.constData();
+        EXPECT_TRUE(sent.out.contains(engines[i].second)) << sent.out.constData();
+    }
+    EXPECT_EQ(run({QStringLiteral("send"), document, QStringLiteral("Not found"), QStringLiteral("--engine"),
+                   QStringLiteral("curl")})
+                  .status,
+              2);
+
+    // Same status and body everywhere; only the own engine shows its
+    // Connection header, which is marked.
+    HXCLIRun same = run({QStringLiteral("compare"), document, QStringLiteral("Accounts/Log in")});
+    EXPECT_EQ(same.status, 0) << same.out.constData() << same.err.constData();
+    const QList<QByteArray> lines = same.out.split('\n');
+    ASSERT_GE(lines.size(), 4);
+    EXPECT_EQ(lines[0], "== Log in");
+    for (const QByteArray &name : names)
+        EXPECT_TRUE(lines[1].contains(name));
+    EXPECT_TRUE(lines[2].startsWith("  status ")) << lines[2].constData();
+    EXPECT_TRUE(same.out.contains("* Connection             | close ")) << same.out.constData();
+    EXPECT_TRUE(same.out.contains("\n  body ")) << same.out.constData();
+
+    // The echo differs with the headers each engine sent: a failed comparison.
+    HXCLIRun different = run({QStringLiteral("compare"), document, QStringLiteral("Redirect chain")});
+    EXPECT_EQ(different.status, 1);
+    EXPECT_TRUE(different.out.contains("\n* body ")) << different.out.constData();
+    EXPECT_EQ(run({QStringLiteral("compare"), document}).status, 2);
+}
+
 } // namespace
 
 TEST_F(CLISendCommandTest, SentHeadersAreLearntAsCompletions)

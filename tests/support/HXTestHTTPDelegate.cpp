@@ -3,6 +3,8 @@
 #include "HXTestSupport.h"
 #include "HXThreading.h"
 
+#include <QTimer>
+
 #include <gtest/gtest.h>
 
 bool HXTestHTTPDelegate::waitUntilEnded(int timeoutMs)
@@ -62,5 +64,9 @@ void HXTestHTTPDelegate::HTTPRequestDidReceiveServerTrustAuthenticationChallenge
     EXPECT_EQ(host, trust.host);
     ++trustQuestions;
     lastTrust = trust;
-    completionBlock(trustAnswer.value_or(trust.isTrusted()));
+    const bool answer = trustAnswer.value_or(trust.isTrusted());
+    if (trustAnswerDelayMs > 0)
+        QTimer::singleShot(trustAnswerDelayMs, [completionBlock, answer] { completionBlock(answer); });
+    else
+        completionBlock(answer);
 }

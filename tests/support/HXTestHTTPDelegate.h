@@ -27,6 +27,8 @@ public:
     // How to answer the certificate question: a fixed answer, or (unset)
     // the verdict of HXServerTrust::evaluate().
     std::optional<bool> trustAnswer;
+    // When above zero, the answer comes this much later, from the event loop.
+    int trustAnswerDelayMs = 0;
 
     bool hasEnded() const { return !events.isEmpty() && (events.last() == u"finished" || events.last() == u"failed"); }
     int terminalCount() const

@@ -4,21 +4,12 @@
 
 #include <QFile>
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QThread>
 
 HXTestTinyproxy::HXTestTinyproxy() = default;
 
 HXTestTinyproxy::~HXTestTinyproxy()
 {
-    if (m_process && m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
-        if (!m_process->waitForFinished(3000)) {
-            m_process->kill();
-            m_process->waitForFinished(3000);
-        }
-    }
+    HXTest::stopProcess(m_process.get());
 }
 
 QString HXTestTinyproxy::executablePath()
@@ -38,13 +29,10 @@ bool HXTestTinyproxy::start(QString *error)
         return false;
     }
     // Take a free port from the kernel, then hand it to tinyproxy.
-    {
-        QTcpServer probe;
-        if (!probe.listen(QHostAddress::LocalHost, 0)) {
-            *error = QStringLiteral("no free port");
-            return false;
-        }
-        m_port = probe.serverPort();
+    m_port = HXTest::freeLoopbackPort();
+    if (m_port == 0) {
+        *error = QStringLiteral("no free port");
+        return false;
     }
     const QString configPath = m_folder.filePath(QStringLiteral("tinyproxy.conf"));
     const QByteArray config = "Port " + QByteArray::number(m_port) +
@@ -69,16 +57,8 @@ bool HXTestTinyproxy::start(QString *error)
         *error = QStringLiteral("tinyproxy did not start: ") + m_process->errorString();
         return false;
     }
-    QDeadlineTimer deadline(5000);
-    while (!deadline.hasExpired()) {
-        QTcpSocket probe;
-        probe.connectToHost(QHostAddress::LocalHost, m_port);
-        if (probe.waitForConnected(200))
-            return true;
-        if (m_process->state() == QProcess::NotRunning)
-            break;
-        QThread::msleep(20);
-    }
+    if (HXTest::waitUntilAccepting(*m_process, m_port))
+        return true;
     *error = QStringLiteral("tinyproxy did not accept connections: ") + QString::fromUtf8(m_process->readAll()) +
              QString::fromUtf8(log());
     return false;
