@@ -46,8 +46,7 @@ protected:
 TEST_F(HXHTTPSettingsTest, RegisteredDefaultsOfTheHTTPSettings)
 {
     const QVariantMap defaults = HXUserDefaults::applicationDefaults();
-    EXPECT_EQ(defaults.size(), 35);
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultTLSExtraCAFiles")), QVariant(QString()));
+    EXPECT_EQ(defaults.size(), 34);
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPLibrary")).toString(), QStringLiteral("GCDHTTPRequest"));
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultValidateSSLCertificates")), QVariant(true));
     EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPAlwaysSendRequestBody")), QVariant(false));
