@@ -154,6 +154,13 @@ TEST_P(HXEngineScenarioSecureTest, ProxiesFromTheSettings)
 
 TEST_P(HXEngineScenarioSecureTest, HTTP2WhereTheServerOffersIt)
 {
+#ifdef __SANITIZE_ADDRESS__
+    // Qt's TLS plugin keeps an OpenSSL context alive past the end of the
+    // process after an ignored-validation handshake with nginx; the leak lies
+    // wholly inside libcrypto, which LeakSanitizer cannot unwind through.
+    if (engine() == EngineQt)
+        GTEST_SKIP() << "Qt's TLS plugin leaks inside libcrypto under LeakSanitizer";
+#endif
     HXTestNginx nginx;
     QString reason;
     if (!nginx.start("spoken over h2", &reason))
