@@ -3,6 +3,7 @@
 #include "HXCLICommand.h"
 #include "HXCLIDocumentAccess.h"
 #include "HXDynamicValueEngine.h"
+#include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
@@ -14,7 +15,7 @@
 //                  [--body-type text|form|multipart]
 //
 // Adds one request, filled like a "/requests/new" link fills it: the URL as
-// given, the method upper-cased, each header set by name, the name, and the
+// given, the method upper-cased, one header row per --header, the name, and the
 // body as text or, for form and multipart, parsed as "a=1&b=2" into the
 // fields of a form body. Values may be plain text or the stored form of a
 // dynamic string with tokens (a JSON array; see HXCLI::storedDynamicString). Prints the new request's
@@ -147,7 +148,7 @@ int runAdd(const QStringList &arguments)
         body = *text;
     }
 
-    auto document = HXCLI::openDocumentOrReport(options->file);
+    auto document = HXCLI::openDocumentOrReport(options->file, true);
     if (!document)
         return HXCLIExitUsage;
     HXRequestGroup *folder = nullptr;
@@ -172,8 +173,9 @@ int runAdd(const QStringList &arguments)
         request->setUrl(HXCLI::storedDynamicString(*options->url));
     if (options->method)
         request->setMethod(options->method->toUpper());
+    // One row per --header, in order: a name given twice gives two rows.
     for (const auto &[name, value] : options->headers)
-        request->setHeaderName(name, HXCLI::storedDynamicString(value));
+        HXKeyValue::addKeyValueName(name, HXCLI::storedDynamicString(value), QStringLiteral("request"), request);
     request->setName(*options->name);
     if (body) {
         if (options->bodyType == u"form")

@@ -149,16 +149,17 @@ int runSend(const QStringList &arguments)
                      [&](HXRequest *request, const std::shared_ptr<HXResponse> &response) {
                          Q_UNUSED(request);
                          if (detail == Detail::Quiet) {
-                             HXCLI::writeOut(response->statusLine() + u'\n');
+                             HXCLI::writeServerText((response->statusLine() + u'\n').toUtf8());
                              return;
                          }
-                         HXCLI::writeOut(QStringLiteral("%1   (response %2, total %3)\n")
-                                             .arg(response->statusLine(),
-                                                  HXResponse::downloadTimeString(response->responseTime()),
-                                                  response->downloadTimeString()));
+                         HXCLI::writeServerText(QStringLiteral("%1   (response %2, total %3)\n")
+                                                    .arg(response->statusLine(),
+                                                         HXResponse::downloadTimeString(response->responseTime()),
+                                                         response->downloadTimeString())
+                                                    .toUtf8());
                          if (detail == Detail::Include || detail == Detail::Verbose)
-                             HXCLI::writeOut(response->headersData());
-                         HXCLI::writeOut(printableBody(*response));
+                             HXCLI::writeServerText(response->headersData());
+                         HXCLI::writeServerBody(printableBody(*response));
                      });
     QObject::connect(handler, &HXRequestHandler::requestDidFail, handler,
                      [&](HXRequest *, const HXError &, const QString &) { ++failures; });
@@ -168,9 +169,12 @@ int runSend(const QStringList &arguments)
     handler->sendRequests(requests);
     if (handler->isBusy())
         loop.exec();
-    HXResponseManager::sharedManager()->saveUpdates();
+    const HXResult<void> recorded = HXResponseManager::sharedManager()->saveToPersistentStore();
+    if (!recorded)
+        HXCLI::writeErr(
+            QStringLiteral("kea-cli: the responses could not be recorded: %1\n").arg(recorded.error().description));
     HXPresenter::setSharedPresenter(nullptr);
-    return failures > 0 ? HXCLIExitFailure : HXCLIExitSuccess;
+    return failures > 0 || !recorded ? HXCLIExitFailure : HXCLIExitSuccess;
 }
 
 const bool registered = HXCLICommandRegistry::add(

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HXFileStamp.h"
 #include "HXResult.h"
 
 #include <QObject>
@@ -26,7 +27,8 @@ public:
     ~HXDocument() override;
 
     // Opens the document at `path`; on failure nothing is opened and the
-    // file is left as it was.
+    // file is left as it was. Temporary files that killed saves of this
+    // document left beside it are removed.
     static HXResult<std::unique_ptr<HXDocument>> openDocument(const QString &path);
 
     // The process-wide document model.
@@ -37,10 +39,15 @@ public:
     HXRequestHandler *requestHandler() const { return m_requestHandler.get(); }
 
     QString fileName() const { return m_fileName; }
+    // Whether the file's checksum showed, when it was opened, that it had
+    // been changed outside Kea (it opened as it is; the user is told once).
+    bool wasChangedOutsideKea() const { return m_changedOutsideKea; }
     QString documentUUID() const { return m_documentUUID; }
 
     // Saves to the document's file, or to `path` (which becomes its file).
-    // Refused when another open document uses that file.
+    // Refused when another open document uses that file, and when another
+    // program changed the document's own file since it was opened or last
+    // saved; the document in memory is kept either way.
     HXResult<void> save();
     HXResult<void> saveAs(const QString &path);
 
@@ -77,9 +84,14 @@ Q_SIGNALS:
 private:
     HXResult<void> _validateSaveURL(const QString &path) const;
 
+    HXResult<void> _checkUnchangedOnDisk(const QString &path) const;
+
     std::unique_ptr<HXManagedObjectContext> m_context;
     std::unique_ptr<HXRequestHandler> m_requestHandler;
     QString m_fileName;
+    // The file as this document last read or wrote it.
+    HXFileStamp m_fileStamp;
+    bool m_changedOutsideKea = false;
     QString m_documentUUID;
     HXEnvironment *m_currentEnvironment = nullptr;
 };

@@ -4,6 +4,7 @@
 #include "HXUndoManager.h"
 
 #include <QDateTime>
+#include <QRandomGenerator>
 #include <QUuid>
 
 #include <algorithm>
@@ -212,6 +213,7 @@ HXManagedObject *HXManagedObjectContext::_makeObject(const HXEntityDescription *
     object->m_entity = entity;
     object->m_context = this;
     object->m_number = number;
+    object->m_storeIdentifier = newStoreIdentifier();
     object->m_attributes.resize(size_t(entity->attributes().size()));
     object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
     // Slots for to-many members only where the entity has such relationships.
@@ -403,11 +405,21 @@ bool HXManagedObjectContext::hasChanges() const
     return false;
 }
 
-HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescription *entity, qint64 number)
+QByteArray HXManagedObjectContext::newStoreIdentifier()
+{
+    quint32 words[4];
+    QRandomGenerator::system()->fillRange(words);
+    return QByteArray(reinterpret_cast<const char *>(words), sizeof words).toHex();
+}
+
+HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescription *entity, qint64 number,
+                                                            const QByteArray &identifier)
 {
     if (entity == nullptr || entity->isAbstract() || number <= 0 || m_live.count(number) != 0)
         return nullptr;
     HXManagedObject *object = _makeObject(entity, number);
+    if (!identifier.isEmpty())
+        object->m_storeIdentifier = identifier;
     object->m_live = true;
     object->m_persisted = true;
     m_live.emplace(number, object);
