@@ -67,9 +67,9 @@ protected:
     }
     static HXRequest *request(HXDocument &document, const QString &name)
     {
-        for (HXManagedObject *object : document.managedObjectContext()
-                                           ->executeFetchRequest(HXFetchRequest(QStringLiteral("HXRequest")))
-                                           .value()) {
+        const QList<HXManagedObject *> requests =
+            document.managedObjectContext()->executeFetchRequest(HXFetchRequest(QStringLiteral("HXRequest"))).value();
+        for (HXManagedObject *object : requests) {
             if (static_cast<HXRequest *>(object)->name() == name)
                 return static_cast<HXRequest *>(object);
         }

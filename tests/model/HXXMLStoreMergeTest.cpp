@@ -89,7 +89,9 @@ TEST(XMLStoreMergeTest, IdsAreUuidsOrRandomAndSurviveLoadsAndUndo)
     const QByteArray saved = HXXMLStore::serialize(*context);
     const QStringList ids = objectIds(saved);
     ASSERT_EQ(ids.size(), 7);
-    for (HXManagedObject *request : context->executeFetchRequest(HXFetchRequest(QStringLiteral("HXRequest"))).value())
+    const QList<HXManagedObject *> requests =
+        context->executeFetchRequest(HXFetchRequest(QStringLiteral("HXRequest"))).value();
+    for (HXManagedObject *request : requests)
         EXPECT_TRUE(ids.contains(static_cast<HXRequest *>(request)->uuid()));
     for (const QString &id : ids)
         EXPECT_TRUE(QRegularExpression(QStringLiteral("^([0-9a-f]{32}|[0-9A-F-]{36})$")).match(id).hasMatch())
