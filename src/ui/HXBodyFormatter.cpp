@@ -15,7 +15,7 @@ HXBodyFormatter::Result HXBodyFormatter::formatNow(const Input &input)
     Result result;
     if (input.type == HXResponse::BodyTextTypeJSON) {
         std::unique_ptr<HXJSONParser> parser = HXJSONParser::fromUtf8(input.body);
-        input.jsonSettings.configure(*parser);
+        input.jsonSettings.configure(parser->printer());
         QByteArray printed;
         printed.reserve(input.body.size() + input.body.size() / 2);
         bool ok = false;
