@@ -12,6 +12,7 @@
 // from the request options (see HXCLIRequestOptions), and prints its uuid.
 // A request of the same name in the same folder is refused unless
 // --allow-duplicate is given. Nothing is written when anything fails.
+// One row is added per --header, so a name given twice gives two rows.
 
 namespace {
 
@@ -25,6 +26,7 @@ int runAdd(const QStringList &arguments)
     QString folderPath;
     bool allowDuplicate = false;
     HXCLIRequestOptions options;
+    options.appendHeaders = true;
     QString error;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &argument = arguments.at(i);
@@ -49,7 +51,7 @@ int runAdd(const QStringList &arguments)
     if (!options.prepare(error))
         return HXCLI::usageError(error);
 
-    auto document = HXCLI::openDocumentOrReport(file);
+    auto document = HXCLI::openDocumentOrReport(file, true);
     if (!document)
         return HXCLIExitUsage;
     HXRequestGroup *folder = nullptr;

@@ -1,6 +1,9 @@
 #include "HXCLICommand.h"
 
 #include <QFile>
+#include <QRegularExpression>
+
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -44,14 +47,48 @@ void writeOut(const QByteArray &bytes)
     std::fflush(stdout);
 }
 
+QString maskedPasswords(const QString &text)
+{
+    // scheme://user:password@ -> scheme://user:***@
+    static const QRegularExpression userInfo(QStringLiteral("([A-Za-z][A-Za-z0-9+.\\-]*://[^\\s/?#@:]*):[^\\s/?#@]*@"));
+    QString masked = text;
+    masked.replace(userInfo, QStringLiteral("\\1:***@"));
+    return masked;
+}
+
+QByteArray escapedControlCharacters(const QByteArray &bytes)
+{
+    QByteArray out;
+    out.reserve(bytes.size());
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const auto c = static_cast<unsigned char>(bytes.at(i));
+        const bool lineEnd = c == '\n' || (c == '\r' && i + 1 < bytes.size() && bytes.at(i + 1) == '\n');
+        if ((c < 0x20 && c != '\t' && !lineEnd) || c == 0x7F)
+            out += "\\x" + QByteArray::number(c, 16).rightJustified(2, '0').toUpper();
+        else
+            out += char(c);
+    }
+    return out;
+}
+
+void writeServerText(const QByteArray &bytes)
+{
+    writeOut(escapedControlCharacters(bytes));
+}
+
+void writeServerBody(const QByteArray &bytes)
+{
+    writeOut(::isatty(STDOUT_FILENO) ? escapedControlCharacters(bytes) : bytes);
+}
+
 void writeOut(const QString &text)
 {
-    writeOut(text.toUtf8());
+    writeOut(escapedControlCharacters(maskedPasswords(text).toUtf8()));
 }
 
 void writeErr(const QString &text)
 {
-    const QByteArray bytes = text.toUtf8();
+    const QByteArray bytes = escapedControlCharacters(maskedPasswords(text).toUtf8());
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
     std::fflush(stderr);
 }

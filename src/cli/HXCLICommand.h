@@ -38,10 +38,25 @@ public:
 
 // Output helpers: stdout carries results (bytes exactly as produced), stderr
 // carries messages. Every write is flushed before the process exits.
+//
+// Text (QString) is shown safely: the password of any URL in it is masked
+// ("user:***@"), and control characters other than tab and line ends are
+// written as escapes ("\x1B"), so that nothing in a document or from a
+// server can drive the terminal.
 namespace HXCLI {
 void writeOut(const QByteArray &bytes);
 void writeOut(const QString &text); // UTF-8
 void writeErr(const QString &text); // UTF-8; add the newline yourself
+// A server's header or status text: control characters always escaped.
+void writeServerText(const QByteArray &bytes);
+// A server's body: exactly as received, or with control characters escaped
+// when standard output is a terminal.
+void writeServerBody(const QByteArray &bytes);
+// `text` with the password of every URL replaced by "***".
+QString maskedPasswords(const QString &text);
+// `bytes` with control characters other than tab, line feed and a carriage
+// return before a line feed written as "\xHH".
+QByteArray escapedControlCharacters(const QByteArray &bytes);
 // "kea-cli: <message>\n" on stderr and returns HXCLIExitUsage.
 int usageError(const QString &message);
 // Reads a whole file, or standard input for "-". On failure returns false and

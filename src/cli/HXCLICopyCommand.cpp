@@ -25,7 +25,7 @@ int runCopy(const QStringList &arguments)
     }
     if (positional.size() != 3)
         return HXCLI::usageError(QStringLiteral("usage: kea-cli cp FILE ITEM OTHERFILE [--folder PATH]"));
-    auto source = HXCLI::openDocumentOrReport(positional.at(0));
+    auto source = HXCLI::openDocumentOrReport(positional.at(0), positional.at(2) == positional.at(0));
     if (!source)
         return HXCLIExitUsage;
     QString error;
@@ -36,7 +36,7 @@ int runCopy(const QStringList &arguments)
     pasteboard.writeObjects({HXPasteboardManagement::pasteboardItemForObject(item)});
 
     std::unique_ptr<HXDocument> target =
-        positional.at(2) == positional.at(0) ? std::move(source) : HXCLI::openDocumentOrReport(positional.at(2));
+        positional.at(2) == positional.at(0) ? std::move(source) : HXCLI::openDocumentOrReport(positional.at(2), true);
     if (!target)
         return HXCLIExitUsage;
     HXDocumentCommands::Selection place;

@@ -10,15 +10,74 @@
 
 #include <QJsonDocument>
 
+#include <QFile>
+#include <QSet>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Holds an advisory lock on the document file at `path` until the process
+// ends, so that two kea-cli runs never read, change and write one document
+// at the same time: the second waits for the first. A save replaces the file
+// with a new one, so the lock is taken again when the path names another
+// file once it is granted. Nothing is locked when the file cannot be opened
+// (opening it then reports why).
+void lockDocumentFile(const QString &path)
+{
+    static QSet<QString> locked;
+    const QByteArray file = QFile::encodeName(path);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const int fd = ::open(file.constData(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        struct stat opened
+        {};
+        if (::fstat(fd, &opened) != 0) {
+            ::close(fd);
+            return;
+        }
+        const QString key = QStringLiteral("%1:%2").arg(opened.st_dev).arg(opened.st_ino);
+        if (locked.contains(key)) {
+            ::close(fd);
+            return;
+        }
+        int result;
+        while ((result = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
+        }
+        struct stat current
+        {};
+        if (result != 0 || (::stat(file.constData(), &current) == 0 && current.st_dev == opened.st_dev &&
+                            current.st_ino == opened.st_ino)) {
+            // Locked (or locks are not supported here); kept open until exit.
+            locked.insert(key);
+            return;
+        }
+        ::close(fd);
+    }
+}
+
+} // namespace
+
 namespace HXCLI {
 
-std::unique_ptr<HXDocument> openDocumentOrReport(const QString &path)
+std::unique_ptr<HXDocument> openDocumentOrReport(const QString &path, bool toChange)
 {
+    if (toChange)
+        lockDocumentFile(path);
     auto document = HXDocument::openDocument(path);
     if (!document) {
         writeErr(QStringLiteral("kea-cli: %1\n").arg(document.error().description));
         return nullptr;
     }
+    if ((*document)->wasChangedOutsideKea())
+        writeErr(QStringLiteral("kea-cli: note: %1 was changed outside Kea (its checksum does not match); it was "
+                                "opened as it is\n")
+                     .arg(path));
     return std::move(document).value();
 }
 

@@ -11,9 +11,12 @@ class HXRequestTreeItem;
 
 // Opening documents for kea-cli commands: a missing, unreadable or malformed
 // file gives one line on stderr and a null document (exit with
-// HXCLIExitUsage); the file is never written in that case.
+// HXCLIExitUsage); the file is never written in that case. A document
+// opened `toChange` stays under an advisory lock (flock) until kea-cli exits,
+// so that runs changing one document take turns instead of losing changes;
+// runs that only read take no lock (saves replace the file atomically).
 namespace HXCLI {
-std::unique_ptr<HXDocument> openDocumentOrReport(const QString &path);
+std::unique_ptr<HXDocument> openDocumentOrReport(const QString &path, bool toChange = false);
 // Saves, or reports the failure on stderr and returns false.
 bool saveDocumentOrReport(HXDocument &document, const QString &path);
 

@@ -91,7 +91,7 @@ int runEnv(const QStringList &arguments)
     if (shape == nullptr || operands.size() < shape->minimum || operands.size() > shape->maximum)
         return HXCLI::usageError(usage);
 
-    auto document = HXCLI::openDocumentOrReport(file);
+    auto document = HXCLI::openDocumentOrReport(file, true);
     if (!document)
         return HXCLIExitUsage;
     HXManagedObjectContext *context = document->managedObjectContext();

@@ -248,7 +248,7 @@ int runFetch(const QStringList &arguments)
         HXCLI::writeErr(QStringLiteral("kea-cli: fetch: %1\n").arg(message.simplified()));
         return HXCLIExitFailure;
     }
-    HXCLI::writeOut(request.headersData());
+    HXCLI::writeServerText(request.headersData());
     if (output.isOpen()) {
         if (output.write(request.responseData()) != request.responseData().size()) {
             HXCLI::writeErr(
@@ -256,7 +256,7 @@ int runFetch(const QStringList &arguments)
             return HXCLIExitFailure;
         }
     } else {
-        HXCLI::writeOut(request.responseData());
+        HXCLI::writeServerBody(request.responseData());
     }
     return HXCLIExitSuccess;
 }

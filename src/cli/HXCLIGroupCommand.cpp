@@ -11,7 +11,7 @@ int runGroup(const QStringList &arguments)
 {
     if (arguments.size() < 2)
         return HXCLI::usageError(QStringLiteral("usage: kea-cli group FILE ITEM..."));
-    auto document = HXCLI::openDocumentOrReport(arguments.first());
+    auto document = HXCLI::openDocumentOrReport(arguments.first(), true);
     if (!document)
         return HXCLIExitUsage;
     HXDocumentCommands::Selection items;

@@ -11,7 +11,7 @@ int runMkdir(const QStringList &arguments)
 {
     if (arguments.size() != 2 || arguments.at(1).split(u'/', Qt::SkipEmptyParts).isEmpty())
         return HXCLI::usageError(QStringLiteral("usage: kea-cli mkdir FILE PATH"));
-    auto document = HXCLI::openDocumentOrReport(arguments.first());
+    auto document = HXCLI::openDocumentOrReport(arguments.first(), true);
     if (!document)
         return HXCLIExitUsage;
     HXRequestGroup *folder = HXCLI::findFolder(*document, arguments.at(1), true);

@@ -33,7 +33,7 @@ int runMove(const QStringList &arguments)
     if (positional.size() < 2 || place.isEmpty())
         return HXCLI::usageError(usage);
     const QString file = positional.takeFirst();
-    auto document = HXCLI::openDocumentOrReport(file);
+    auto document = HXCLI::openDocumentOrReport(file, true);
     if (!document)
         return HXCLIExitUsage;
     HXDocumentCommands::Selection items;

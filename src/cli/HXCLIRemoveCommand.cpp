@@ -15,7 +15,7 @@ int runRemove(const QStringList &arguments)
     if (positional.size() < 2)
         return HXCLI::usageError(QStringLiteral("usage: kea-cli rm FILE ITEM... [--yes]"));
     const QString file = positional.takeFirst();
-    auto document = HXCLI::openDocumentOrReport(file);
+    auto document = HXCLI::openDocumentOrReport(file, true);
     if (!document)
         return HXCLIExitUsage;
     HXDocumentCommands::Selection items;

@@ -12,7 +12,7 @@ int runRename(const QStringList &arguments)
 {
     if (arguments.size() != 3 || arguments.at(2).isEmpty())
         return HXCLI::usageError(QStringLiteral("usage: kea-cli rename FILE ITEM NEWNAME"));
-    auto document = HXCLI::openDocumentOrReport(arguments.at(0));
+    auto document = HXCLI::openDocumentOrReport(arguments.at(0), true);
     if (!document)
         return HXCLIExitUsage;
     QString error;

@@ -189,7 +189,12 @@ bool HXCLIRequestOptions::apply(HXRequest *request, HXDocument &document, const 
         const auto value = convert(headerValue, QStringLiteral("--header %1").arg(headerName));
         if (!value)
             return false;
-        request->setHeaderName(headerName, *value);
+        // A new request keeps one row per --header, in order, so a name given
+        // twice gives two rows; on an existing one a header is set by name.
+        if (appendHeaders)
+            HXKeyValue::addKeyValueName(headerName, *value, QStringLiteral("request"), request);
+        else
+            request->setHeaderName(headerName, *value);
     }
     if (literalBody)
         request->setBody(HXDynamicValueEngine::archiveAttributedString(HXDynamicString(*literalBody)));

@@ -23,6 +23,8 @@ struct HXCLIRequestOptions
     std::optional<QString> url;
     QList<std::pair<QString, QString>> headers;
     QStringList unsetHeaders;
+    // Whether each --header adds a row rather than setting the header by name.
+    bool appendHeaders = false;
     std::optional<QString> body;
     std::optional<QString> bodyType;
     QList<std::pair<QString, QString>> fields; // value "@path": a file

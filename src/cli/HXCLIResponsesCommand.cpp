@@ -53,8 +53,8 @@ int runResponses(const QStringList &arguments)
                                          .arg(responses.size())
                                          .arg(show));
         const std::shared_ptr<HXResponse> &response = responses.at(show - 1);
-        HXCLI::writeOut(response->headersData());
-        HXCLI::writeOut(response->bodyData());
+        HXCLI::writeServerText(response->headersData());
+        HXCLI::writeServerBody(response->bodyData());
         return HXCLIExitSuccess;
     }
     if (responses.isEmpty()) {

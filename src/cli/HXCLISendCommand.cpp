@@ -146,16 +146,18 @@ int runSend(const QStringList &arguments)
                          if (response->statusCode() >= 400)
                              ++httpErrors;
                          if (detail == Detail::Quiet) {
-                             HXCLI::writeOut(request->name() + QStringLiteral("  ") + response->statusLine() + u'\n');
+                             HXCLI::writeServerText(
+                                 (request->name() + QStringLiteral("  ") + response->statusLine() + u'\n').toUtf8());
                              return;
                          }
-                         HXCLI::writeOut(QStringLiteral("%1   (response %2, total %3)\n")
-                                             .arg(response->statusLine(),
-                                                  HXResponse::downloadTimeString(response->responseTime()),
-                                                  response->downloadTimeString()));
+                         HXCLI::writeServerText(QStringLiteral("%1   (response %2, total %3)\n")
+                                                    .arg(response->statusLine(),
+                                                         HXResponse::downloadTimeString(response->responseTime()),
+                                                         response->downloadTimeString())
+                                                    .toUtf8());
                          if (detail == Detail::Include || detail == Detail::Verbose)
-                             HXCLI::writeOut(response->headersData());
-                         HXCLI::writeOut(printableBody(*response));
+                             HXCLI::writeServerText(response->headersData());
+                         HXCLI::writeServerBody(printableBody(*response));
                      });
     QObject::connect(handler, &HXRequestHandler::requestDidFail, handler,
                      [&](HXRequest *, const HXError &, const QString &) { ++failures; });
@@ -168,10 +170,13 @@ int runSend(const QStringList &arguments)
         handler->sendRequests(requests);
     if (handler->isBusy())
         loop.exec();
-    HXResponseManager::sharedManager()->saveUpdates();
+    const HXResult<void> recorded = HXResponseManager::sharedManager()->saveToPersistentStore();
+    if (!recorded)
+        HXCLI::writeErr(
+            QStringLiteral("kea-cli: the responses could not be recorded: %1\n").arg(recorded.error().description));
     HXCompletionManager::sharedCompletionManager()->saveUpdates();
     HXPresenter::setSharedPresenter(nullptr);
-    return failures > 0 || (failOnHTTPError && httpErrors > 0) ? HXCLIExitFailure : HXCLIExitSuccess;
+    return failures > 0 || !recorded || (failOnHTTPError && httpErrors > 0) ? HXCLIExitFailure : HXCLIExitSuccess;
 }
 
 const bool registered = HXCLICommandRegistry::add(

@@ -32,7 +32,7 @@ int runSet(const QStringList &arguments)
         return HXCLI::usageError(QStringLiteral("usage: kea-cli ") + synopsis);
     if (!options.prepare(error))
         return HXCLI::usageError(error);
-    auto document = HXCLI::openDocumentOrReport(positional.at(0));
+    auto document = HXCLI::openDocumentOrReport(positional.at(0), true);
     if (!document)
         return HXCLIExitUsage;
     HXRequest *request = HXCLI::findRequest(*document, positional.at(1), error);

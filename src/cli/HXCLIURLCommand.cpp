@@ -26,7 +26,7 @@ int runURL(const QStringList &arguments)
     const QUrl url(positional.at(1), QUrl::StrictMode);
     if (!url.isValid() || url.scheme() != u"kea")
         return HXCLI::usageError(QStringLiteral("url: '%1' is not a kea:// link").arg(positional.at(1)));
-    auto document = HXCLI::openDocumentOrReport(positional.at(0));
+    auto document = HXCLI::openDocumentOrReport(positional.at(0), true);
     if (!document)
         return HXCLIExitUsage;
     HXCLI::restoreSelectedEnvironment(*document);

@@ -1,5 +1,6 @@
 #include "HXDocument.h"
 
+#include "HXAtomicFile.h"
 #include "HXDocumentController.h"
 #include "HXDocumentLogging.h"
 #include "HXDocumentMigration.h"
@@ -44,13 +45,18 @@ const HXManagedObjectModel &HXDocument::managedObjectModel()
 HXResult<std::unique_ptr<HXDocument>> HXDocument::openDocument(const QString &path)
 {
     HXDocumentMigration().migrateIfNeeded(path);
-    auto context = HXXMLStore::load(path, HXDocumentModel::currentModel());
+    HXFileStamp stamp;
+    bool changedOutsideKea = false;
+    auto context = HXXMLStore::load(path, HXDocumentModel::currentModel(), &stamp, &changedOutsideKea);
     if (!context)
         return context.error();
+    HXAtomicFile::removeStaleTemporaryFiles(path);
     auto document = std::make_unique<HXDocument>();
     document->m_context = std::move(context).value();
     document->_observeManagedObjectContext();
     document->m_fileName = QFileInfo(path).absoluteFilePath();
+    document->m_fileStamp = stamp;
+    document->m_changedOutsideKea = changedOutsideKea;
     document->_readOrWriteDocumentUUIDWithURL(path);
     return document;
 }
@@ -75,14 +81,35 @@ HXResult<void> HXDocument::_validateSaveURL(const QString &path) const
     return error;
 }
 
+HXResult<void> HXDocument::_checkUnchangedOnDisk(const QString &path) const
+{
+    if (m_fileName.isEmpty() || QFileInfo(path).absoluteFilePath() != m_fileName || m_fileStamp.matchesFile(path))
+        return {};
+    return HXXMLStore::error(
+        HXXMLStore::ChangedOnDiskError,
+        QCoreApplication::translate("HXDocument", "%1 was changed by another program since it was opened; reload it "
+                                                  "or save under another name")
+            .arg(path));
+}
+
 HXResult<void> HXDocument::saveAs(const QString &path)
 {
     if (auto valid = _validateSaveURL(path); !valid)
         return valid;
-    if (auto saved = HXXMLStore::save(m_context.get(), path); !saved)
+    if (auto unchanged = _checkUnchangedOnDisk(path); !unchanged)
+        return unchanged;
+    if (m_documentUUID.isEmpty())
+        m_documentUUID = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    // The identifier goes on the new file before it replaces the old one, so
+    // that no moment exists when the document has lost it.
+    const HXAtomicFile::Attributes attributes = {{QByteArray(documentIDAttribute), m_documentUUID.toUtf8()}};
+    HXFileStamp written;
+    if (auto saved = HXXMLStore::save(m_context.get(), path, attributes, &written); !saved)
         return saved;
     m_fileName = QFileInfo(path).absoluteFilePath();
-    // The rename of an atomic save drops extended attributes: write it again.
+    m_fileStamp = written;
+    // Where the file system took no attribute on the temporary file, try once
+    // more on the file itself.
     _readOrWriteDocumentUUIDWithURL(path);
     return {};
 }

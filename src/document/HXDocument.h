@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HXEvaluationDocument.h"
+#include "HXFileStamp.h"
 #include "HXResult.h"
 
 #include <QObject>
@@ -32,7 +33,8 @@ public:
     static std::unique_ptr<HXDocument> makeUntitledDocument();
 
     // Opens the document at `path`; on failure nothing is opened and the
-    // file is left as it was.
+    // file is left as it was. Temporary files that killed saves of this
+    // document left beside it are removed.
     static HXResult<std::unique_ptr<HXDocument>> openDocument(const QString &path);
 
     // The process-wide document model.
@@ -43,10 +45,15 @@ public:
     HXRequestHandler *requestHandler() const { return m_requestHandler.get(); }
 
     QString fileName() const override { return m_fileName; }
+    // Whether the file's checksum showed, when it was opened, that it had
+    // been changed outside Kea (it opened as it is; the user is told once).
+    bool wasChangedOutsideKea() const { return m_changedOutsideKea; }
     QString documentUUID() const { return m_documentUUID; }
 
     // Saves to the document's file, or to `path` (which becomes its file).
-    // Refused when another open document uses that file.
+    // Refused when another open document uses that file, and when another
+    // program changed the document's own file since it was opened or last
+    // saved; the document in memory is kept either way.
     HXResult<void> save();
     HXResult<void> saveAs(const QString &path);
 
@@ -90,9 +97,14 @@ private:
 
     HXResult<void> _validateSaveURL(const QString &path) const;
 
+    HXResult<void> _checkUnchangedOnDisk(const QString &path) const;
+
     std::unique_ptr<HXManagedObjectContext> m_context;
     std::unique_ptr<HXRequestHandler> m_requestHandler;
     QString m_fileName;
+    // The file as this document last read or wrote it.
+    HXFileStamp m_fileStamp;
+    bool m_changedOutsideKea = false;
     QString m_documentUUID;
     HXEnvironment *m_currentEnvironment = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "HXDocumentMigration.h"
 
+#include "HXAtomicFile.h"
 #include "HXDocument.h"
 #include "HXDocumentLogging.h"
 #include "HXDocumentModel.h"
@@ -50,8 +51,12 @@ void writeDocumentID(const QString &path, const QByteArray &identifier)
 } // namespace
 
 HXDocumentMigration::HXDocumentMigration()
-    : m_writer(
-          [](const QString &path, const QByteArray &bytes) { return HXXMLStore::writeFileAtomically(path, bytes); })
+    : m_writer([](const QString &path, const QByteArray &bytes) -> HXResult<void> {
+          auto written = HXAtomicFile::write(path, bytes);
+          if (!written)
+              return written.error();
+          return {};
+      })
 {}
 
 QList<const HXManagedObjectModel *> HXDocumentMigration::knownModels()

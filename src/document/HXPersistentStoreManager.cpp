@@ -9,6 +9,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <sqlite3.h>
+
 #include <unistd.h>
 
 namespace {
@@ -89,26 +91,50 @@ HXResult<void> HXPersistentStoreManager::prepareVersionedSchema(HXSQLiteDatabase
                                                                 const QString &createStatements,
                                                                 const QStringList &checkQueries)
 {
-    auto found = database.scalar(QStringLiteral("PRAGMA user_version"));
-    if (!found)
-        return found.error();
-    const qint64 foundVersion = found->toLongLong();
-    if (foundVersion == 0) {
-        if (auto created = database.execute(createStatements); !created)
-            return created;
-        if (auto set = database.execute(QStringLiteral("PRAGMA user_version=%1").arg(version)); !set)
-            return set;
-    } else if (foundVersion != version) {
-        return HXError(
-            QString::fromLatin1(HXSQLiteDatabase::errorDomain), -1,
-            QStringLiteral("the store has version %1, this Kea reads version %2").arg(foundVersion).arg(version));
+    // One immediate transaction, so that two processes creating the store at
+    // once take turns (each waits out the other within the busy time-out)
+    // and the second finds the tables the first made.
+    if (auto begun = database.beginTransaction(); !begun)
+        return begun;
+    auto prepared = [&]() -> HXResult<void> {
+        auto found = database.scalar(QStringLiteral("PRAGMA user_version"));
+        if (!found)
+            return found.error();
+        const qint64 foundVersion = found->toLongLong();
+        if (foundVersion == 0) {
+            if (auto created = database.execute(createStatements); !created)
+                return created;
+            if (auto set = database.execute(QStringLiteral("PRAGMA user_version=%1").arg(version)); !set)
+                return set;
+        } else if (foundVersion != version) {
+            return HXError(
+                QString::fromLatin1(HXSQLiteDatabase::errorDomain), UnfitSchemaError,
+                QStringLiteral("the store has version %1, this Kea reads version %2").arg(foundVersion).arg(version));
+        }
+        for (const QString &query : checkQueries) {
+            auto statement = database.prepare(query);
+            // A missing table or column; a failure to read is passed on as it is.
+            if (!statement && (statement.error().code & 0xff) == SQLITE_ERROR)
+                return HXError(QString::fromLatin1(HXSQLiteDatabase::errorDomain), UnfitSchemaError,
+                               QStringLiteral("the store's tables do not fit: %1").arg(statement.error().description));
+            if (!statement)
+                return statement.error();
+        }
+        return {};
+    }();
+    if (!prepared) {
+        database.rollback();
+        return prepared;
     }
-    for (const QString &query : checkQueries) {
-        auto statement = database.prepare(query);
-        if (!statement)
-            return statement.error();
-    }
-    return {};
+    return database.commit();
+}
+
+bool HXPersistentStoreManager::isUnusableStoreError(const HXError &error)
+{
+    if (error.domain != QLatin1String(HXSQLiteDatabase::errorDomain))
+        return false;
+    const int primary = error.code & 0xff;
+    return error.code == UnfitSchemaError || primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
 HXResult<void> HXPersistentStoreManager::_openAndPrepare(const QString &path)
@@ -139,9 +165,17 @@ void HXPersistentStoreManager::openStore()
             keptCompanions.append(suffix);
     }
     auto opened = _openAndPrepare(path);
-    if (opened) {
+    if (opened || !isUnusableStoreError(opened.error())) {
         for (const QString &suffix : std::as_const(keptCompanions))
             QFile::remove(path + suffix + QStringLiteral(".kept"));
+        if (!opened) {
+            // A full disk, a write error or a store held by another program:
+            // the store itself is fine, so it stays where it is.
+            qCWarning(lcKeaDocument).noquote() << QStringLiteral("Cannot open persistent store for %1. Error: %2")
+                                                      .arg(storeClassName(), opened.error().description);
+            m_openError = opened.error();
+            return;
+        }
     } else {
         qCWarning(lcKeaDocument).noquote() << QStringLiteral("Reset %1 persistent store").arg(storeClassName());
         qCInfo(lcKeaDocument).noquote() << path << opened.error().description;
@@ -155,6 +189,7 @@ void HXPersistentStoreManager::openStore()
         if (!opened) {
             qCWarning(lcKeaDocument).noquote() << QStringLiteral("Cannot create persistent store for %1. Error: %2")
                                                       .arg(storeClassName(), opened.error().description);
+            m_openError = opened.error();
             return;
         }
     }
@@ -176,8 +211,11 @@ HXResult<void> HXPersistentStoreManager::saveToPersistentStore()
     if (!hasPendingChanges())
         return {};
     if (!m_database)
-        return HXError(QString::fromLatin1(HXSQLiteDatabase::errorDomain), -1,
-                       QStringLiteral("the store %1 is not open").arg(databaseName()));
+        return HXError(
+            QString::fromLatin1(HXSQLiteDatabase::errorDomain), -1,
+            m_openError
+                ? QStringLiteral("the store %1 could not be opened: %2").arg(databaseName(), m_openError->description)
+                : QStringLiteral("the store %1 is not open").arg(databaseName()));
     if (auto begun = m_database->beginTransaction(); !begun)
         return begun;
     auto written = writePendingChanges(*m_database);

@@ -6,12 +6,14 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 class HXSQLiteDatabase;
 
 // Base of the side stores kept beside the documents in the user's
 // application-support folder (responses, interface state): one SQLite file
-// per store, opened when the store is made, recreated when it cannot be read.
+// per store, opened when the store is made, moved to the trash and recreated
+// only when SQLite finds it damaged or its tables do not fit.
 //
 // A subclass names its file and trash name, creates and checks its tables,
 // and writes its pending changes when asked to save. Each subclass keeps one
@@ -77,15 +79,25 @@ protected:
     // The class name, as the log texts name the store.
     QString storeClassName() const;
 
-    // For prepareSchema(): a file without tables (user_version 0) gets
-    // `createStatements` and `version`; a file of another version is refused;
-    // then every query of `checkQueries` must prepare (the columns exist).
+    // For prepareSchema(): in one transaction, a file without tables
+    // (user_version 0) gets `createStatements` (which should say IF NOT
+    // EXISTS) and `version`; a file of another version is refused; then
+    // every query of `checkQueries` must prepare (the columns exist). A
+    // refusal has the code UnfitSchemaError.
+    static constexpr int UnfitSchemaError = -2;
     static HXResult<void> prepareVersionedSchema(HXSQLiteDatabase &database, int version,
                                                  const QString &createStatements, const QStringList &checkQueries);
+
+    // Whether an error opening the store means the file itself is beyond use
+    // (SQLite finds it corrupt or not a database, or its tables do not fit),
+    // as opposed to a full disk, a write error or a busy file.
+    static bool isUnusableStoreError(const HXError &error);
 
 private:
     HXResult<void> _openAndPrepare(const QString &path);
 
     std::shared_ptr<HXSQLiteDatabase> m_database;
+    // Why the store could not be opened, while it is not.
+    std::optional<HXError> m_openError;
     bool m_isNew = false;
 };

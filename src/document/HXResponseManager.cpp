@@ -113,11 +113,11 @@ HXResult<void> HXResponseManager::prepareSchema(HXSQLiteDatabase &database)
 {
     return prepareVersionedSchema(
         database, 1,
-        QStringLiteral("CREATE TABLE HXResponse (id INTEGER PRIMARY KEY, requestUUID TEXT NOT NULL, "
+        QStringLiteral("CREATE TABLE IF NOT EXISTS HXResponse (id INTEGER PRIMARY KEY, requestUUID TEXT NOT NULL, "
                        "date INTEGER NOT NULL, responseTime REAL NOT NULL DEFAULT 0, "
                        "downloadTime REAL NOT NULL DEFAULT 0, headersData BLOB, bodyData BLOB);"
-                       "CREATE INDEX HXResponseByRequest ON HXResponse (requestUUID, date);"
-                       "CREATE INDEX HXResponseByDate ON HXResponse (date);"),
+                       "CREATE INDEX IF NOT EXISTS HXResponseByRequest ON HXResponse (requestUUID, date);"
+                       "CREATE INDEX IF NOT EXISTS HXResponseByDate ON HXResponse (date);"),
         {QStringLiteral(
             "SELECT id, requestUUID, date, responseTime, downloadTime, headersData, bodyData FROM HXResponse")});
 }

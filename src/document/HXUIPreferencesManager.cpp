@@ -99,9 +99,10 @@ HXResult<void> HXUIPreferencesManager::prepareSchema(HXSQLiteDatabase &database)
 {
     return prepareVersionedSchema(
         database, 1,
-        QStringLiteral("CREATE TABLE HXRequestPreferences (requestUUID TEXT PRIMARY KEY NOT NULL, requestTab INTEGER, "
+        QStringLiteral("CREATE TABLE IF NOT EXISTS HXRequestPreferences (requestUUID TEXT PRIMARY KEY NOT NULL, "
+                       "requestTab INTEGER, "
                        "responseTab INTEGER, viewType INTEGER, responseTextFormat INTEGER);"
-                       "CREATE TABLE HXDocumentPreferences (documentUUID TEXT PRIMARY KEY NOT NULL, "
+                       "CREATE TABLE IF NOT EXISTS HXDocumentPreferences (documentUUID TEXT PRIMARY KEY NOT NULL, "
                        "mainViewType INTEGER, listViewWidth REAL, mainViewRatio REAL, listViewArrangeBy INTEGER, "
                        "listViewOrderBy INTEGER, requestInspectorHeight REAL, selectedListViewItems TEXT, "
                        "expandedListViewItems TEXT, selectedEnvironment TEXT);"),
@@ -115,30 +116,28 @@ void HXUIPreferencesManager::logFetchFailure(const HXError &error)
         << QStringLiteral("Couldn't execute UI Preferences fetch request. Error: %1").arg(error.description);
 }
 
-HXUIPreferencesManager::RequestRecord *HXUIPreferencesManager::_requestRecord(const HXRequest *request, bool create)
+template <typename Record>
+Record *HXUIPreferencesManager::_cachedRecord(std::map<QString, Record> &records, const QString &uuid, bool create,
+                                              const char *table, const char *key, const char *columns,
+                                              void (*readRow)(const HXSQLiteStatement &, Record &))
 {
     HX_ASSERT_MAIN_THREAD();
-    const QString uuid = request != nullptr ? request->uuid() : QString();
     if (uuid.isEmpty())
         return nullptr;
-    if (auto known = m_requests.find(uuid); known != m_requests.end())
+    if (auto known = records.find(uuid); known != records.end())
         return &known->second;
     if (HXSQLiteDatabase *database = this->database()) {
-        auto select = database->prepare(
-            QStringLiteral("SELECT %1 FROM HXRequestPreferences WHERE requestUUID = ? ORDER BY requestUUID LIMIT 1")
-                .arg(QLatin1String(requestColumns)));
+        auto select = database->prepare(QStringLiteral("SELECT %1 FROM %2 WHERE %3 = ? ORDER BY %3 LIMIT 1")
+                                            .arg(QLatin1String(columns), QLatin1String(table), QLatin1String(key)));
         if (!select) {
             logFetchFailure(select.error());
         } else {
             select->bindText(1, uuid);
             const HXSQLiteStatement::Step step = select->step();
             if (step == HXSQLiteStatement::Row) {
-                RequestRecord record;
-                record.requestTab = optionalInt(*select, 1);
-                record.responseTab = optionalInt(*select, 2);
-                record.viewType = optionalInt(*select, 3);
-                record.responseTextFormat = optionalInt(*select, 4);
-                return &(m_requests[uuid] = record);
+                Record record;
+                readRow(*select, record);
+                return &(records[uuid] = record);
             }
             if (step == HXSQLiteStatement::Failed)
                 logFetchFailure(select->lastError());
@@ -146,46 +145,36 @@ HXUIPreferencesManager::RequestRecord *HXUIPreferencesManager::_requestRecord(co
     }
     if (!create)
         return nullptr;
-    return &m_requests[uuid];
+    return &records[uuid];
+}
+
+HXUIPreferencesManager::RequestRecord *HXUIPreferencesManager::_requestRecord(const HXRequest *request, bool create)
+{
+    return _cachedRecord<RequestRecord>(m_requests, request != nullptr ? request->uuid() : QString(), create,
+                                        "HXRequestPreferences", "requestUUID", requestColumns,
+                                        [](const HXSQLiteStatement &row, RequestRecord &record) {
+                                            record.requestTab = optionalInt(row, 1);
+                                            record.responseTab = optionalInt(row, 2);
+                                            record.viewType = optionalInt(row, 3);
+                                            record.responseTextFormat = optionalInt(row, 4);
+                                        });
 }
 
 HXUIPreferencesManager::DocumentRecord *HXUIPreferencesManager::_documentRecord(const HXDocument *document, bool create)
 {
-    HX_ASSERT_MAIN_THREAD();
-    const QString uuid = document != nullptr ? document->documentUUID() : QString();
-    if (uuid.isEmpty())
-        return nullptr;
-    if (auto known = m_documents.find(uuid); known != m_documents.end())
-        return &known->second;
-    if (HXSQLiteDatabase *database = this->database()) {
-        auto select = database->prepare(
-            QStringLiteral("SELECT %1 FROM HXDocumentPreferences WHERE documentUUID = ? ORDER BY documentUUID LIMIT 1")
-                .arg(QLatin1String(documentColumns)));
-        if (!select) {
-            logFetchFailure(select.error());
-        } else {
-            select->bindText(1, uuid);
-            const HXSQLiteStatement::Step step = select->step();
-            if (step == HXSQLiteStatement::Row) {
-                DocumentRecord record;
-                record.mainViewType = optionalInt(*select, 1);
-                record.listViewWidth = optionalReal(*select, 2);
-                record.mainViewRatio = optionalReal(*select, 3);
-                record.listViewArrangeBy = optionalInt(*select, 4);
-                record.listViewOrderBy = optionalInt(*select, 5);
-                record.requestInspectorHeight = optionalReal(*select, 6);
-                record.selectedListViewItems = optionalText(*select, 7);
-                record.expandedListViewItems = optionalText(*select, 8);
-                record.selectedEnvironment = optionalText(*select, 9);
-                return &(m_documents[uuid] = record);
-            }
-            if (step == HXSQLiteStatement::Failed)
-                logFetchFailure(select->lastError());
-        }
-    }
-    if (!create)
-        return nullptr;
-    return &m_documents[uuid];
+    return _cachedRecord<DocumentRecord>(m_documents, document != nullptr ? document->documentUUID() : QString(),
+                                         create, "HXDocumentPreferences", "documentUUID", documentColumns,
+                                         [](const HXSQLiteStatement &row, DocumentRecord &record) {
+                                             record.mainViewType = optionalInt(row, 1);
+                                             record.listViewWidth = optionalReal(row, 2);
+                                             record.mainViewRatio = optionalReal(row, 3);
+                                             record.listViewArrangeBy = optionalInt(row, 4);
+                                             record.listViewOrderBy = optionalInt(row, 5);
+                                             record.requestInspectorHeight = optionalReal(row, 6);
+                                             record.selectedListViewItems = optionalText(row, 7);
+                                             record.expandedListViewItems = optionalText(row, 8);
+                                             record.selectedEnvironment = optionalText(row, 9);
+                                         });
 }
 
 bool HXUIPreferencesManager::hasPendingChanges() const

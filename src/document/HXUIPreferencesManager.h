@@ -12,6 +12,7 @@
 class HXDocument;
 class HXEnvironment;
 class HXRequest;
+class HXSQLiteStatement;
 
 // Interface state of each request and each document, kept outside the
 // documents in "UserInterfacePreferences.sqlite": per request (by its uuid)
@@ -112,6 +113,11 @@ private:
         return record != nullptr ? record->*field : std::nullopt;
     }
 
+    // The record of `uuid` from memory, else from the store's `table` (keyed
+    // by `key`), else a new one when `create` is set.
+    template <typename Record>
+    Record *_cachedRecord(std::map<QString, Record> &records, const QString &uuid, bool create, const char *table,
+                          const char *key, const char *columns, void (*readRow)(const HXSQLiteStatement &, Record &));
     RequestRecord *_requestRecord(const HXRequest *request, bool create);
     DocumentRecord *_documentRecord(const HXDocument *document, bool create);
     static void logFetchFailure(const HXError &error);

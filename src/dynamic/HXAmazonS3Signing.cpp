@@ -12,11 +12,11 @@
 
 namespace {
 
-std::optional<QString> headerValue(const QMap<QString, QString> &headers, QLatin1String name)
+std::optional<QString> headerValue(const HXAmazonS3Signing::HeaderRows &headers, QLatin1String name)
 {
-    for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
-        if (it.key().compare(name, Qt::CaseInsensitive) == 0)
-            return it.value();
+    for (const auto &[rowName, value] : headers) {
+        if (rowName.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
     }
     return std::nullopt;
 }
@@ -35,7 +35,12 @@ std::optional<QString> evaluatedSignature(HXRequest *request, const QString &sec
     const HXRequestAssembly assembly = request->assemblyAsSent(HXRequestEvaluationContext::currentDocument());
     if (!assembly.URL)
         return std::nullopt;
-    const QMap<QString, QString> headers = assembly.headers.headersDictionaryFromArray();
+    // Every row with a name and a value, as sent.
+    HXAmazonS3Signing::HeaderRows headers;
+    for (const HXRequestHeaderEntry &entry : assembly.headers) {
+        if (!entry.name.isEmpty() && !entry.value.isEmpty())
+            headers.append({entry.name, entry.value});
+    }
     if (asHeader) {
         return HXAmazonS3Signing::amazonS3AuthorizationHeaderWithAccessKeyId(accessKeyId, secretAccessKeyId,
                                                                              *assembly.URL, request->method(), headers);
@@ -81,12 +86,12 @@ const QStringList &HXAmazonS3Signing::subResourceNames()
     return names;
 }
 
-QString HXAmazonS3Signing::amazonS3CanonicalizedAmzHeaders(const QMap<QString, QString> &headers)
+QString HXAmazonS3Signing::amazonS3CanonicalizedAmzHeaders(const HXAmazonS3Signing::HeaderRows &headers)
 {
-    QList<QPair<QString, QString>> amzHeaders;
-    for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
-        if (it.key().startsWith(QLatin1String("x-amz-"), Qt::CaseInsensitive))
-            amzHeaders.append({it.key(), it.value()});
+    HeaderRows amzHeaders;
+    for (const auto &row : headers) {
+        if (row.first.startsWith(QLatin1String("x-amz-"), Qt::CaseInsensitive))
+            amzHeaders.append(row);
     }
     std::stable_sort(amzHeaders.begin(), amzHeaders.end(),
                      [](const auto &a, const auto &b) { return a.first.compare(b.first, Qt::CaseInsensitive) < 0; });
@@ -124,7 +129,7 @@ QString HXAmazonS3Signing::amazonS3CanonicalizedResource(const QUrl &url)
 }
 
 QString HXAmazonS3Signing::amazonS3StringToSignWithURL(const QUrl &url, const QString &method,
-                                                       const QMap<QString, QString> &headers, bool useExpires)
+                                                       const HXAmazonS3Signing::HeaderRows &headers, bool useExpires)
 {
     QString date;
     if (useExpires) {
@@ -142,7 +147,7 @@ QString HXAmazonS3Signing::amazonS3StringToSignWithURL(const QUrl &url, const QS
 }
 
 std::optional<QString> HXAmazonS3Signing::amazonS3SignatureWithURL(const QUrl &url, const QString &method,
-                                                                   const QMap<QString, QString> &headers,
+                                                                   const HXAmazonS3Signing::HeaderRows &headers,
                                                                    const QString &secretAccessKeyId, bool useExpires)
 {
     const std::optional<QByteArray> message = HXStringEncodings::encode(
@@ -156,7 +161,7 @@ std::optional<QString> HXAmazonS3Signing::amazonS3SignatureWithURL(const QUrl &u
 
 std::optional<QString> HXAmazonS3Signing::amazonS3AuthorizationHeaderWithAccessKeyId(
     const QString &accessKeyId, const QString &secretAccessKeyId, const QUrl &url, const QString &method,
-    const QMap<QString, QString> &headers)
+    const HXAmazonS3Signing::HeaderRows &headers)
 {
     const std::optional<QString> signature = amazonS3SignatureWithURL(url, method, headers, secretAccessKeyId, false);
     if (!signature)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QMap>
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -29,10 +29,14 @@ public:
     // The query parameter names that name a sub-resource and are signed.
     static const QStringList &subResourceNames();
 
-    // For each header whose name begins with "x-amz-" (any case), sorted by
-    // name without regard to case, the line "name:value\n" with the name
-    // lower-cased and the value as it stands.
-    static QString amazonS3CanonicalizedAmzHeaders(const QMap<QString, QString> &headers);
+    // The header rows to sign, in order; a name may occur more than once.
+    using HeaderRows = QList<std::pair<QString, QString>>;
+
+    // For each header row whose name begins with "x-amz-" (any case), sorted
+    // by name without regard to case (rows of one name keep their order), the
+    // line "name:value\n" with the name lower-cased and the value as it
+    // stands. Rows of one name are neither merged nor replaced.
+    static QString amazonS3CanonicalizedAmzHeaders(const HeaderRows &headers);
     // "/bucket" (lower-cased) for a virtual-hosted bucket or a CNAME host,
     // nothing for the endpoint; then the path as sent ("/" when empty); then
     // "?" and the sub-resource names present in the query, sorted and joined
@@ -42,18 +46,18 @@ public:
     // the resource. The date is the "Expires" query parameter with
     // `useExpires`; otherwise empty when an x-amz-date header is present,
     // else the Date header.
-    static QString amazonS3StringToSignWithURL(const QUrl &url, const QString &method,
-                                               const QMap<QString, QString> &headers, bool useExpires);
+    static QString amazonS3StringToSignWithURL(const QUrl &url, const QString &method, const HeaderRows &headers,
+                                               bool useExpires);
     // HMAC-SHA1 of the string to sign under the secret, in Base64; none when
     // either is not ASCII.
     static std::optional<QString> amazonS3SignatureWithURL(const QUrl &url, const QString &method,
-                                                           const QMap<QString, QString> &headers,
-                                                           const QString &secretAccessKeyId, bool useExpires);
+                                                           const HeaderRows &headers, const QString &secretAccessKeyId,
+                                                           bool useExpires);
     // "AWS <access key id>:<signature>".
     static std::optional<QString> amazonS3AuthorizationHeaderWithAccessKeyId(const QString &accessKeyId,
                                                                              const QString &secretAccessKeyId,
                                                                              const QUrl &url, const QString &method,
-                                                                             const QMap<QString, QString> &headers);
+                                                                             const HeaderRows &headers);
 
     // ---- over a request (inside the current evaluation context) -----------
 

@@ -117,7 +117,8 @@ QVariant HXDynamicPropertyCoding::decode(const QCborValue &cbor, HXDynamicProper
         HXDynamicKeyValueRows rows;
         const QCborArray array = cbor.toArray();
         for (const QCborValue &item : array) {
-            if (!item.isArray())
+            // A row is [name, value, enabled]; anything else is not one.
+            if (!item.isArray() || item.toArray().size() != 3)
                 continue;
             const QCborArray fields = item.toArray();
             HXDynamicKeyValueRow row;

@@ -2,6 +2,7 @@
 
 #include "HXManagedObjectContext.h"
 #include "HXModelLogging.h"
+#include "HXXMLStoreWriter.h"
 
 HXManagedObject::HXManagedObject() = default;
 
@@ -9,9 +10,12 @@ HXManagedObject::~HXManagedObject() = default;
 
 QString HXManagedObject::objectURI() const
 {
+    // The id the object has in the file, not its number, which follows the
+    // order objects are read in and so differs between the run that made an
+    // object and later runs.
     return QStringLiteral("x-coredata://%1/%2/p%3")
-        .arg(m_context ? m_context->storeUUID() : QString(), entityName())
-        .arg(m_number);
+        .arg(m_context ? m_context->storeUUID() : QString(), entityName(),
+             QString::fromLatin1(HXXMLStoreWriter::preferredIdentifier(*this)));
 }
 
 QVariant HXManagedObject::valueForKey(const QString &key) const

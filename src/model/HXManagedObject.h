@@ -32,8 +32,14 @@ public:
 
     // The object's number in its context ("p<n>" in its URI).
     qint64 objectNumber() const { return m_number; }
-    // "x-coredata://<store UUID>/<Entity>/p<n>"
+    // "x-coredata://<store UUID>/<Entity>/p<store identifier>": the same for
+    // the object in every run that opens the document.
     QString objectURI() const;
+    // The object's id in a document file: 32 random hexadecimal digits given
+    // when the object is created (or read from the file), kept across saves,
+    // loads and undo, so that objects made on two copies of one document
+    // never share an id.
+    QByteArray storeIdentifier() const { return m_storeIdentifier; }
 
     // Relative to the last save or load.
     bool isInserted() const { return m_live && !m_persisted; }
@@ -102,6 +108,7 @@ private:
     const HXEntityDescription *m_entity = nullptr;
     HXManagedObjectContext *m_context = nullptr;
     qint64 m_number = 0;
+    QByteArray m_storeIdentifier;
     bool m_live = false;
     bool m_persisted = false;
     bool m_dirty = false;

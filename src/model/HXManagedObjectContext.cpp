@@ -2,8 +2,10 @@
 
 #include "HXModelLogging.h"
 #include "HXUndoManager.h"
+#include "HXXMLStoreWriter.h"
 
 #include <QDateTime>
+#include <QRandomGenerator>
 #include <QUuid>
 
 #include <algorithm>
@@ -232,6 +234,7 @@ HXManagedObject *HXManagedObjectContext::_makeObject(const HXEntityDescription *
     object->m_entity = entity;
     object->m_context = this;
     object->m_number = number;
+    object->m_storeIdentifier = newStoreIdentifier();
     object->m_attributes.resize(size_t(entity->attributes().size()));
     object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
     // Slots for to-many members only where the entity has such relationships.
@@ -398,9 +401,19 @@ HXManagedObject *HXManagedObjectContext::objectWithURI(const QString &uri) const
     const QStringList parts = uri.mid(prefix.size()).split(u'/');
     if (parts.size() != 3 || parts.at(0) != m_storeUUID || !parts.at(2).startsWith(u'p'))
         return nullptr;
+    const QByteArray identifier = parts.at(2).mid(1).toLatin1();
+    HXManagedObject *object = nullptr;
+    for (const auto &[number, live] : m_live) {
+        if (live->m_storeIdentifier == identifier || HXXMLStoreWriter::preferredIdentifier(*live) == identifier) {
+            object = live;
+            break;
+        }
+    }
+    // URIs remembered from files with counter ids name the object's number.
     bool ok = false;
-    const qint64 number = parts.at(2).mid(1).toLongLong(&ok);
-    HXManagedObject *object = ok ? objectWithNumber(number) : nullptr;
+    const qint64 number = identifier.toLongLong(&ok);
+    if (object == nullptr && ok)
+        object = objectWithNumber(number);
     return object != nullptr && object->entityName() == parts.at(1) ? object : nullptr;
 }
 
@@ -423,11 +436,21 @@ bool HXManagedObjectContext::hasChanges() const
     return false;
 }
 
-HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescription *entity, qint64 number)
+QByteArray HXManagedObjectContext::newStoreIdentifier()
+{
+    quint32 words[4];
+    QRandomGenerator::system()->fillRange(words);
+    return QByteArray(reinterpret_cast<const char *>(words), sizeof words).toHex();
+}
+
+HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescription *entity, qint64 number,
+                                                            const QByteArray &identifier)
 {
     if (entity == nullptr || entity->isAbstract() || number <= 0 || m_live.count(number) != 0)
         return nullptr;
     HXManagedObject *object = _makeObject(entity, number);
+    if (!identifier.isEmpty())
+        object->m_storeIdentifier = identifier;
     object->m_live = true;
     object->m_persisted = true;
     m_live.emplace(number, object);

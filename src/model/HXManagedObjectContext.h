@@ -85,8 +85,12 @@ public:
 
     // Loading and saving (used by the document store).
     // A new object with the given number, not tracked as inserted, with no
-    // undo registered; attributes start absent.
-    HXManagedObject *insertLoadedObject(const HXEntityDescription *entity, qint64 number);
+    // undo registered; attributes start absent. Without `identifier` it gets
+    // a fresh store identifier.
+    HXManagedObject *insertLoadedObject(const HXEntityDescription *entity, qint64 number,
+                                        const QByteArray &identifier = QByteArray());
+    // A fresh store identifier: 128 random bits in hexadecimal.
+    static QByteArray newStoreIdentifier();
     // Sets a value without tracking or undo, keeping inverses consistent.
     void setLoadedAttribute(HXManagedObject *object, int attributeIndex, const QVariant &value);
     void linkLoadedObjects(HXManagedObject *object, int relationshipIndex, HXManagedObject *destination);

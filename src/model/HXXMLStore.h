@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HXAtomicFile.h"
+#include "HXFileStamp.h"
 #include "HXResult.h"
 
 #include <QByteArray>
@@ -21,15 +23,13 @@ struct HXStoreMetadata
     QMap<QString, QByteArray> entityVersionHashes;
 };
 
-// Kea's XML document store: the objects of a context written as XML.
+// Kea's XML document store: the objects of a context written as XML
+// (HXXMLStoreWriter), read back (HXXMLStoreReader) and saved through
+// HXAtomicFile.
 //
-// The output is deterministic — objects by entity name then object number,
-// attributes by name, relationship targets by number — so saving an
-// unchanged graph gives the same bytes and a one-field change is a one-line
-// diff. Each relationship pair is written on one side only (the to-one side
-// where there is one); the other side is rebuilt on load. The file ends with
-// an <integrity> line holding the SHA-256 of every byte before it, so damage
-// is noticed; a file without that line (edited by hand) is still read.
+// The format and its order are described at HXXMLStoreWriter: ids that do
+// not collide, one line per attribute, each object's lines together, so that
+// documents diff and merge well under git.
 //
 // Saving replaces the file atomically: a temporary file in the same folder is
 // written, synced and renamed over the original. Loading is strict and all or
@@ -46,26 +46,31 @@ public:
         ModelMismatchError = 4,
         InvalidContentError = 5,
         IntegrityError = 6,
+        MergeConflictError = 7,
         WriteError = 10,
+        ChangedOnDiskError = 11,
     };
 
     static QByteArray serialize(const HXManagedObjectContext &context);
     // The same bytes handed to `sink` in chunks.
     static void serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink);
     // Writes the context to `path` atomically and marks its objects saved.
-    static HXResult<void> save(HXManagedObjectContext *context, const QString &path);
+    // `attributes` are on the file from the moment it replaces the old one;
+    // `written`, when given, receives the stamp of the file written.
+    static HXResult<void> save(HXManagedObjectContext *context, const QString &path,
+                               const HXAtomicFile::Attributes &attributes = {}, HXFileStamp *written = nullptr);
 
+    // `stamp`, when given, receives the stamp of the file as it was read;
+    // `changedOutsideKea`, whether a checksum in the file did not match.
     static HXResult<std::unique_ptr<HXManagedObjectContext>> load(const QString &path,
-                                                                  const HXManagedObjectModel &model);
+                                                                  const HXManagedObjectModel &model,
+                                                                  HXFileStamp *stamp = nullptr,
+                                                                  bool *changedOutsideKea = nullptr);
     // `name` is used in error messages in place of a path.
     static HXResult<std::unique_ptr<HXManagedObjectContext>> loadData(const QByteArray &data, const QString &name,
-                                                                      const HXManagedObjectModel &model);
+                                                                      const HXManagedObjectModel &model,
+                                                                      bool *changedOutsideKea = nullptr);
     static HXResult<HXStoreMetadata> readMetadata(const QString &path);
 
-    // Writes `bytes` to `path` through a synced temporary file in the same
-    // folder and a rename; keeps the permissions of a file it replaces.
-    static HXResult<void> writeFileAtomically(const QString &path, const QByteArray &bytes);
-    // The same, with the bytes produced in chunks through the given sink.
-    using Producer = std::function<void(const std::function<void(QByteArrayView)> &sink)>;
-    static HXResult<void> writeFileAtomically(const QString &path, const Producer &produce);
+    static HXError error(ErrorCode code, const QString &text);
 };

@@ -2,6 +2,10 @@
 
 #include "HXCLITestRunner.h"
 
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -9,6 +13,9 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -172,6 +179,47 @@ TEST_F(CLISendCommandTest, EachEngineAndTheComparisonOfAll)
     EXPECT_EQ(different.status, 1);
     EXPECT_TRUE(different.out.contains("\n* body ")) << different.out.constData();
     EXPECT_EQ(run({QStringLiteral("compare"), document}).status, 2);
+}
+
+TEST_F(CLISendCommandTest, RunsThatCreateTheStoresTogetherRecordEveryResponse)
+{
+    // Copies of the document, so that nothing but the stores is shared.
+    constexpr int together = 5;
+    std::vector<std::unique_ptr<QProcess>> sends;
+    for (int i = 0; i < together; ++i) {
+        const QString copy = folder.filePath(QStringLiteral("copy-%1.kea").arg(i));
+        ASSERT_TRUE(QFile::copy(document, copy));
+        sends.push_back(std::make_unique<QProcess>());
+        sends.back()->setProcessEnvironment(environment());
+        sends.back()->start(QStringLiteral(KEA_CLI_PATH),
+                            {QStringLiteral("send"), copy, QStringLiteral("Not found"), QStringLiteral("--quiet")});
+    }
+    for (const auto &send : sends) {
+        ASSERT_TRUE(send->waitForFinished(60000));
+        EXPECT_EQ(send->exitCode(), 0) << send->readAllStandardError().constData();
+    }
+    HXCLIRun stored = run({QStringLiteral("responses"), document, QStringLiteral("Not found")});
+    EXPECT_EQ(stored.out.count("404 Not Found"), together) << stored.out.constData();
+    EXPECT_FALSE(QDir(folder.filePath(QStringLiteral("data/Trash"))).exists());
+}
+
+TEST_F(CLISendCommandTest, AResponseThatCannotBeRecordedFailsTheRun)
+{
+    ASSERT_EQ(run({QStringLiteral("send"), document, QStringLiteral("Not found")}).status, 0);
+    QDirIterator stores(folder.filePath(QStringLiteral("data")), {QStringLiteral("Responses.sqlite")}, QDir::Files,
+                        QDirIterator::Subdirectories);
+    ASSERT_TRUE(stores.hasNext());
+    const QString store = stores.next();
+    for (const QString &suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
+        QFile::remove(store + suffix);
+    // Something that is no database and that SQLite cannot open either.
+    ASSERT_TRUE(QDir().mkpath(store));
+
+    HXCLIRun failed = run({QStringLiteral("send"), document, QStringLiteral("Not found")});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.out.contains("404 Not Found"));
+    EXPECT_TRUE(failed.err.contains("the responses could not be recorded")) << failed.err.constData();
+    EXPECT_TRUE(QFileInfo(store).isDir());
 }
 
 } // namespace

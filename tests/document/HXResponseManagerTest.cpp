@@ -12,6 +12,9 @@
 #include <QFileInfo>
 #include <QSignalSpy>
 
+#include <csignal>
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -201,6 +204,38 @@ TEST_F(ResponseManagerTest, AStoreOfAnotherVersionOrShapeIsRecreated)
     addResponse(u"A"_s, 1, "x");
     manager->saveUpdates();
     EXPECT_EQ(manager->countOfResponses(), 1);
+}
+
+TEST_F(ResponseManagerTest, AStoreThatCannotBeWrittenIsReportedAndLeftWhereItIs)
+{
+    addResponse(u"A"_s, 1, "healthy history");
+    HXResponseManager::sharedManager()->saveUpdates();
+    HXResponseManager::resetSharedManager();
+
+    // As on a full disk: no file may grow, so SQLite cannot even make the
+    // shared-memory file it opens a store with.
+    struct rlimit previous
+    {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &previous), 0);
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit full = previous;
+    full.rlim_cur = 0;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    const bool opened = manager->database() != nullptr;
+    addResponse(u"A"_s, 2, "not recorded");
+    const HXResult<void> saved = manager->saveToPersistentStore();
+    ::setrlimit(RLIMIT_FSIZE, &previous);
+    std::signal(SIGXFSZ, previousHandler);
+
+    EXPECT_FALSE(opened);
+    EXPECT_FALSE(saved.ok());
+    EXPECT_FALSE(logged(QStringLiteral("Reset HXResponseManager persistent store")));
+    EXPECT_TRUE(trashedFiles().isEmpty()) << trashedFiles().join(u' ').toStdString();
+    HXResponseManager::resetSharedManager();
+    std::shared_ptr<HXResponse> kept = HXResponseManager::sharedManager()->lastResponseForRequestUUID(u"A"_s);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->bodyData(), QByteArray("healthy history"));
 }
 
 TEST_F(ResponseManagerTest, ResetMovesTheStoreToTheTrashUnderADatedNameAndStartsEmpty)

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "HXResult.h"
+#include "HXXMLScanner.h"
+#include "HXXMLStore.h"
+
+#include <QHash>
+
+#include <vector>
+
+class HXAttributeDescription;
+class HXFileStamp;
+class HXEntityDescription;
+class HXManagedObject;
+
+// Reads a document that the document writer produced into a context, all or
+// nothing: the metadata, each object with its attributes, then the
+// relationships once every object exists.
+class HXXMLStoreReader : private HXXMLScanner
+{
+public:
+    HXXMLStoreReader(const QByteArray &data, const QString &name, const HXManagedObjectModel *model)
+        : HXXMLScanner(data, name), m_model(model)
+    {}
+
+    // Set when the file ends with a well-formed <integrity> line.
+    bool hasIntegrityLine = false;
+    HXStoreMetadata metadata;
+
+    // Reads the whole document into `context` (metadata only when null).
+    HXResult<void> read(HXManagedObjectContext *context);
+
+    // Reads the <integrity> line older files end with: `present` tells
+    // whether there is one, `matches` whether its digest fits the bytes
+    // before it. A damaged line is an error.
+    static HXResult<void> checkIntegrity(const QByteArray &data, const QString &name, bool *present, bool *matches);
+    // Refuses a file with git's conflict markers, naming the first one's line.
+    static HXResult<void> checkMergeMarkers(const QByteArray &data, const QString &name);
+    // The bytes of the file; `stamp`, when given, receives what the file
+    // was when read.
+    static HXResult<QByteArray> readWholeFile(const QString &path, HXFileStamp *stamp = nullptr);
+
+private:
+    struct PendingLink
+    {
+        HXManagedObject *object;
+        int relationship;
+        QByteArray target;
+        const char *position;
+    };
+
+    HXResult<void> readMetadata();
+    HXResult<void> checkModel(const char *position) const;
+    HXResult<void> readObject(const Tag &tag, HXManagedObjectContext *context);
+    HXResult<QVariant> parseValue(const HXAttributeDescription &attribute, const QByteArray &text,
+                                  QByteArrayView encoding, const char *position) const;
+
+    const HXManagedObjectModel *m_model;
+    QHash<QByteArray, const HXEntityDescription *> m_entities;
+    std::vector<PendingLink> m_links;
+    // Objects by the id they have in the file.
+    QHash<QByteArray, HXManagedObject *> m_objects;
+    qint64 m_lastNumber = 0;
+};
