@@ -1,0 +1,63 @@
+#include "HXHTTPDigestAuthDynamicValue.h"
+
+#include "HXDynamicValueCatalogue.h"
+#include "HXDynamicValueEngine.h"
+#include "HXHTTPDigestAuth.h"
+#include "HXRequest.h"
+#include "HXRequestEvaluationContext.h"
+#include "HXResponse.h"
+#include "HXResponseProvider.h"
+
+void HXHTTPDigestAuthDynamicValue::registerKind()
+{
+    HXDynamicValueCatalogue::registerKind<HXHTTPDigestAuthDynamicValue>();
+}
+
+const QList<HXDynamicProperty> &HXHTTPDigestAuthDynamicValue::dynamicKeyPaths() const
+{
+    static const QList<HXDynamicProperty> keys = {
+        {QStringLiteral("username"), HXDynamicPropertyType::String},
+        {QStringLiteral("password"), HXDynamicPropertyType::String},
+    };
+    return keys;
+}
+
+void HXHTTPDigestAuthDynamicValue::registerDefaultValues()
+{
+    setUsername(QString());
+    setPassword(QString());
+}
+
+HXDynamicResult HXHTTPDigestAuthDynamicValue::evaluate()
+{
+    const HXRequestEvaluationContext *context = HXRequestEvaluationContext::currentRequestEvaluationContext();
+    HXResponseProvider *provider = HXResponseProvider::sharedProvider();
+    if (!context || !context->request() || !provider)
+        return {};
+    HXRequest *request = context->request();
+    const std::shared_ptr<HXResponse> challenged = provider->lastResponseForRequestWithStatusCode(request, 401);
+    if (!challenged)
+        return {};
+    const std::optional<HXHTTPDigestAuth::Challenge> challenge =
+        HXHTTPDigestAuth::digestChallenge(challenged->headerValueForName(QStringLiteral("WWW-Authenticate")));
+    if (!challenge)
+        return {};
+    const HXRequestAssembly assembly = request->assemblyAsSent(context->document());
+    if (!assembly.URL)
+        return {};
+    QString target = assembly.URL->path(QUrl::FullyEncoded);
+    if (target.isEmpty())
+        target = QStringLiteral("/");
+    if (assembly.URL->hasQuery())
+        target += u'?' + assembly.URL->query(QUrl::FullyEncoded);
+    return HXHTTPDigestAuth::authorizationHeader(*challenge, HXDynamicValueEngine::evaluateStringAsString(username()),
+                                                 HXDynamicValueEngine::evaluateStringAsString(password()),
+                                                 request->method(), target, HXHTTPDigestAuth::makeClientNonce(),
+                                                 assembly.bodyData);
+}
+
+QString HXHTTPDigestAuthDynamicValue::displayString() const
+{
+    const QString shown = HXDynamicValueEngine::displayStringFromString(username());
+    return shown.isEmpty() ? localizedName() : localizedName() + QLatin1String(": ") + shown;
+}
