@@ -3,6 +3,8 @@
 #include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
 #include "HXHTTPDigestAuth.h"
+#include "HXHTTPProxyConfiguration.h"
+#include "HXHTTPRequestMessage.h"
 #include "HXRequest.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXResponse.h"
@@ -45,11 +47,9 @@ HXDynamicResult HXHTTPDigestAuthDynamicValue::evaluate()
     const HXRequestAssembly assembly = request->assemblyAsSent(context->document());
     if (!assembly.URL)
         return {};
-    QString target = assembly.URL->path(QUrl::FullyEncoded);
-    if (target.isEmpty())
-        target = QStringLiteral("/");
-    if (assembly.URL->hasQuery())
-        target += u'?' + assembly.URL->query(QUrl::FullyEncoded);
+    // The uri must be the request target exactly as the request line has it.
+    const QString target = QString::fromLatin1(
+        HXHTTPRequestMessage::requestTarget(*assembly.URL, HXHTTPProxyDecision::ProxyModeDirect, assembly.URLText));
     return HXHTTPDigestAuth::authorizationHeader(*challenge, HXDynamicValueEngine::evaluateStringAsString(username()),
                                                  HXDynamicValueEngine::evaluateStringAsString(password()),
                                                  request->method(), target, HXHTTPDigestAuth::makeClientNonce(),
