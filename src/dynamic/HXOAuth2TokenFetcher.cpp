@@ -16,6 +16,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -30,10 +31,22 @@ QString cacheKey(const HXOAuth2TokenFetcher::Parameters &parameters)
         .join(QChar(0));
 }
 
-QHash<QString, HXOAuth2TokenFetcher::Token> &cache()
+// A token, or a failure that is not tried again for a little while (a
+// window evaluates its values often, and should not wait on a broken
+// endpoint each time).
+struct CacheEntry
 {
-    static QHash<QString, HXOAuth2TokenFetcher::Token> tokens;
-    return tokens;
+    std::optional<HXOAuth2TokenFetcher::Token> token;
+    HXError error;
+    QDateTime retryAfter;
+};
+
+constexpr int failureRetrySeconds = 10;
+
+QHash<QString, CacheEntry> &cache()
+{
+    static QHash<QString, CacheEntry> entries;
+    return entries;
 }
 
 bool g_fetching = false;
@@ -132,14 +145,19 @@ HXResult<HXOAuth2TokenFetcher::Token> HXOAuth2TokenFetcher::tokenFromResponse(qi
 HXResult<HXOAuth2TokenFetcher::Token> HXOAuth2TokenFetcher::token(const Parameters &parameters)
 {
     const QString key = cacheKey(parameters);
+    const QDateTime now = QDateTime::currentDateTimeUtc();
     const auto cached = cache().constFind(key);
-    if (cached != cache().cend() && (!cached->expires.isValid() || cached->expires > QDateTime::currentDateTimeUtc()))
-        return *cached;
+    if (cached != cache().cend()) {
+        if (cached->token && (!cached->token->expires.isValid() || cached->token->expires > now))
+            return *cached->token;
+        if (!cached->token && cached->retryAfter > now)
+            return cached->error;
+    }
     HXResult<Token> fetched = fetch(parameters);
     if (fetched)
-        cache().insert(key, *fetched);
+        cache().insert(key, {*fetched, HXError(), QDateTime()});
     else
-        cache().remove(key);
+        cache().insert(key, {std::nullopt, fetched.error(), now.addSecs(failureRetrySeconds)});
     return fetched;
 }
 

@@ -39,9 +39,10 @@ public:
         QDateTime expires; // invalid: does not expire
     };
 
-    // The cached token while it is valid, else a fetched one.
+    // The cached token while it is valid, else a fetched one. A failed fetch
+    // is answered from the cache for the next 10 seconds.
     static HXResult<Token> token(const Parameters &parameters);
-    // Forgets every cached token.
+    // Forgets every cached token and failure.
     static void clearCache();
 
     // The form body and the headers of the token request.

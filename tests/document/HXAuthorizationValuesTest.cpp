@@ -181,12 +181,14 @@ TEST_F(AuthorizationValuesTest, OAuth2FailuresSayWhatTheEndpointAnswered)
         EXPECT_TRUE(token.error().description.contains(QLatin1String(c.expected)))
             << token.error().description.toStdString();
     }
-    // A failure is not cached, and the value yields nothing.
-    server.addResponse(reply("400 Bad Request", {}, R"({"error":"invalid_scope"})"));
+    // A failure is answered from the cache for a while: the endpoint is not
+    // asked again, and the value yields nothing.
+    const qsizetype asked = server.receivedRequests().size();
     auto value = HXDynamicValue::make<HXOAuth2ClientCredentialsDynamicValue>();
     value->setTokenURL(server.url(QStringLiteral("/token")).toString());
     value->setClientId(QStringLiteral("refused client"));
     EXPECT_EQ(value->evaluatedString(), QString());
+    EXPECT_EQ(server.receivedRequests().size(), asked);
     value->setTokenURL(QStringLiteral("ftp://example.invalid/token"));
     EXPECT_EQ(value->evaluatedString(), QString());
 }
