@@ -10,6 +10,22 @@
 #include "HXResponse.h"
 #include "HXResponseProvider.h"
 
+#include <QHash>
+
+namespace {
+
+// Each answer to one nonce counts up, so that a server that refuses a
+// repeated count accepts every send.
+int nextNonceCount(const HXHTTPDigestAuth::Challenge &challenge)
+{
+    static QHash<QString, int> counts;
+    if (counts.size() > 1000)
+        counts.clear();
+    return ++counts[challenge.realm + QChar(0) + challenge.nonce];
+}
+
+} // namespace
+
 void HXHTTPDigestAuthDynamicValue::registerKind()
 {
     HXDynamicValueCatalogue::registerKind<HXHTTPDigestAuthDynamicValue>();
@@ -53,7 +69,7 @@ HXDynamicResult HXHTTPDigestAuthDynamicValue::evaluate()
     return HXHTTPDigestAuth::authorizationHeader(*challenge, HXDynamicValueEngine::evaluateStringAsString(username()),
                                                  HXDynamicValueEngine::evaluateStringAsString(password()),
                                                  request->method(), target, HXHTTPDigestAuth::makeClientNonce(),
-                                                 assembly.bodyData);
+                                                 assembly.bodyData, nextNonceCount(*challenge));
 }
 
 QString HXHTTPDigestAuthDynamicValue::displayString() const

@@ -7,7 +7,8 @@
 // 401 response. Username and password are archived dynamic strings. Yields
 // nothing outside request evaluation and before the request got a Digest
 // challenge; sending once to get the challenge and again to answer it is how
-// it is used.
+// it is used. Every answer has a fresh client nonce and, for one server
+// nonce, a higher nonce count.
 class HXHTTPDigestAuthDynamicValue : public HXDynamicValue
 {
 public:

@@ -100,17 +100,23 @@ TEST_F(AuthorizationValuesTest, DigestAnswersTheLastChallengeOfTheSameRequest)
     ASSERT_EQ(received.size(), 3);
     // Nothing to answer before the challenge.
     EXPECT_FALSE(headerOf(received.at(0), "Authorization").startsWith("Digest"));
-    // Both later sends answer the 401, the second after a 200 came between.
+    // Both later sends answer the 401, the second after a 200 came between,
+    // with a higher nonce count.
+    int lastCount = 0;
     for (int i = 1; i < 3; ++i) {
         const QString sent = QString::fromLatin1(headerOf(received.at(i), "Authorization"));
-        const QRegularExpressionMatch cnonce = QRegularExpression(QStringLiteral("cnonce=\"([0-9a-f]+)\"")).match(sent);
-        ASSERT_TRUE(cnonce.hasMatch()) << sent.toStdString();
+        const QRegularExpressionMatch answer =
+            QRegularExpression(QStringLiteral("nc=([0-9a-f]{8}), cnonce=\"([0-9a-f]+)\"")).match(sent);
+        ASSERT_TRUE(answer.hasMatch()) << sent.toStdString();
+        const int count = answer.captured(1).toInt(nullptr, 16);
+        EXPECT_GT(count, lastCount);
+        lastCount = count;
         const auto challenge = HXHTTPDigestAuth::digestChallenge(
             QStringLiteral("Digest realm=\"kea\", qop=\"auth\", algorithm=SHA-256, nonce=\"n-1\", opaque=\"op\""));
         ASSERT_TRUE(challenge);
-        EXPECT_EQ(sent, HXHTTPDigestAuth::authorizationHeader(*challenge, QStringLiteral("kea"),
-                                                              QStringLiteral("s3cret"), QStringLiteral("GET"),
-                                                              QStringLiteral("/protected?x=1"), cnonce.captured(1)));
+        EXPECT_EQ(sent, HXHTTPDigestAuth::authorizationHeader(
+                            *challenge, QStringLiteral("kea"), QStringLiteral("s3cret"), QStringLiteral("GET"),
+                            QStringLiteral("/protected?x=1"), answer.captured(2), QByteArray(), count));
     }
     EXPECT_EQ(request->lastResponse()->statusCode(), 200);
 }
