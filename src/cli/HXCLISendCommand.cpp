@@ -6,6 +6,7 @@
 #include "HXCLIDocumentAccess.h"
 #include "HXCLIEngineOption.h"
 #include "HXCLIPresenter.h"
+#include "HXCLIRunReport.h"
 #include "HXCompletionManager.h"
 #include "HXDocumentCommands.h"
 #include "HXEnvironment.h"
@@ -16,13 +17,28 @@
 #include "HXResponseManager.h"
 #include "HXUserDefaults.h"
 
+#include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFileInfo>
+#include <QHash>
+
+#include <cmath>
+#include <optional>
 
 namespace {
 
 const char sendUsage[] =
-    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--engine own|libcurl|qt] "
-    "[--quiet|--include|--verbose]";
+    "usage: kea-cli send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--bail] [--timeout S] "
+    "[--report junit|json FILE] [--engine own|libcurl|qt] [--quiet|--include|--verbose]";
+
+const char sendSynopsis[] = "send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--bail] [--timeout S] "
+                            "[--report junit|json FILE] [--engine own|libcurl|qt] [--quiet|--include|--verbose]";
+
+struct ReportRequest
+{
+    QString format; // "junit" or "json"
+    QString path;
+};
 
 enum class Detail { Quiet, Normal, Include, Verbose };
 
@@ -51,6 +67,9 @@ int runSend(const QStringList &arguments)
     bool all = false;
     bool insecure = false;
     bool failOnHTTPError = false;
+    bool bail = false;
+    std::optional<double> timeout;
+    QList<ReportRequest> reports;
     QString engine;
     Detail detail = Detail::Normal;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
@@ -61,7 +80,21 @@ int runSend(const QStringList &arguments)
             insecure = true;
         else if (argument == u"--fail")
             failOnHTTPError = true;
-        else if (argument == u"--quiet")
+        else if (argument == u"--bail")
+            bail = true;
+        else if (argument == u"--timeout" && i + 1 < arguments.size()) {
+            bool ok = false;
+            const double seconds = arguments.at(++i).toDouble(&ok);
+            if (!ok || !std::isfinite(seconds) || seconds <= 0)
+                return HXCLI::usageError(
+                    QStringLiteral("send: --timeout takes a number of seconds above 0, not '%1'").arg(arguments.at(i)));
+            timeout = seconds;
+        } else if (argument == u"--report" && i + 2 < arguments.size()) {
+            const QString format = arguments.at(++i);
+            if (format != u"junit" && format != u"json")
+                return HXCLI::usageError(QStringLiteral("send: --report is junit or json, not '%1'").arg(format));
+            reports.append({format, arguments.at(++i)});
+        } else if (argument == u"--quiet")
             detail = Detail::Quiet;
         else if (argument == u"--include")
             detail = Detail::Include;
@@ -105,6 +138,27 @@ int runSend(const QStringList &arguments)
     if (requests.isEmpty())
         return HXCLIExitSuccess;
 
+    // One case per request, in the order they are sent.
+    HXCLIRunReport report;
+    report.suiteName = QFileInfo(file).fileName();
+    report.started = QDateTime::currentDateTimeUtc();
+    for (HXRequest *request : std::as_const(requests)) {
+        HXCLIRunReport::Case entry;
+        entry.name = request->name();
+        entry.folder = request->parent() ? HXCLI::itemPath(request->parent()) : QString();
+        entry.uuid = request->uuid();
+        entry.message = QStringLiteral("not sent");
+        report.cases.append(entry);
+    }
+    const auto caseFor = [&](HXRequest *request) -> HXCLIRunReport::Case * {
+        const qsizetype index = requests.indexOf(request);
+        return index < 0 ? nullptr : &report.cases[index];
+    };
+    QElapsedTimer clock;
+    clock.start();
+    QHash<HXRequest *, qint64> startedAt;
+    bool bailed = false;
+
     if (insecure)
         HXUserDefaults::standardUserDefaults().setVolatileObject(
             false, QStringLiteral("HXUserDefaultValidateSSLCertificates"));
@@ -122,6 +176,18 @@ int runSend(const QStringList &arguments)
     HXCompletionManager::sharedCompletionManager(); // learns the headers sent
 
     HXRequestHandler *handler = document->requestHandler();
+    handler->setTimeoutOverride(timeout);
+    const auto stopWhenBailing = [&] {
+        if (!bail || bailed)
+            return;
+        bailed = true;
+        // Called after the failed request left the handler: this empties the
+        // queue, so nothing further is sent.
+        handler->stopAllRequests();
+    };
+    const auto elapsed = [&](HXRequest *request) {
+        return double(clock.elapsed() - startedAt.value(request, clock.elapsed())) / 1000.0;
+    };
     int failures = 0;
     int httpErrors = 0;
     QObject::connect(
@@ -129,6 +195,13 @@ int runSend(const QStringList &arguments)
             if (status != HXRequestHandler::StatusSending)
                 return;
             const HXHTTPRequest *sent = handler->HTTPRequestForRequest(request);
+            if (!startedAt.contains(request))
+                startedAt.insert(request, clock.elapsed());
+            // The first hop's method and URL; redirects send again.
+            if (HXCLIRunReport::Case *entry = caseFor(request); entry && sent && entry->url.isEmpty()) {
+                entry->method = sent->method();
+                entry->url = HXCLI::maskedPasswords(sent->URL().toString(QUrl::FullyEncoded));
+            }
             if (sent == nullptr || detail == Detail::Quiet)
                 return;
             QString line = QStringLiteral("== %1  %2 %3\n")
@@ -143,8 +216,21 @@ int runSend(const QStringList &arguments)
         });
     QObject::connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, handler,
                      [&](HXRequest *request, const std::shared_ptr<HXResponse> &response) {
-                         if (response->statusCode() >= 400)
+                         const bool httpError = response->statusCode() >= 400;
+                         if (httpError)
                              ++httpErrors;
+                         if (HXCLIRunReport::Case *entry = caseFor(request)) {
+                             entry->statusCode = int(response->statusCode());
+                             entry->statusLine = response->statusLine();
+                             entry->seconds = elapsed(request);
+                             const bool failed = httpError && failOnHTTPError;
+                             entry->outcome =
+                                 failed ? HXCLIRunReport::Outcome::Failed : HXCLIRunReport::Outcome::Passed;
+                             entry->message =
+                                 failed ? QStringLiteral("the response is %1").arg(entry->statusLine) : QString();
+                         }
+                         if (httpError && failOnHTTPError)
+                             stopWhenBailing();
                          if (detail == Detail::Quiet) {
                              HXCLI::writeServerText(
                                  (request->name() + QStringLiteral("  ") + response->statusLine() + u'\n').toUtf8());
@@ -160,7 +246,16 @@ int runSend(const QStringList &arguments)
                          HXCLI::writeServerBody(printableBody(*response));
                      });
     QObject::connect(handler, &HXRequestHandler::requestDidFail, handler,
-                     [&](HXRequest *, const HXError &, const QString &) { ++failures; });
+                     [&](HXRequest *request, const HXError &error, const QString &informativeText) {
+                         ++failures;
+                         if (HXCLIRunReport::Case *entry = caseFor(request)) {
+                             entry->seconds = elapsed(request);
+                             entry->outcome = HXCLIRunReport::Outcome::Error;
+                             entry->message = error.description;
+                             entry->details = HXCLI::maskedPasswords(informativeText);
+                         }
+                         stopWhenBailing();
+                     });
 
     QEventLoop loop;
     QObject::connect(handler, &HXRequestHandler::idle, &loop, &QEventLoop::quit, Qt::QueuedConnection);
@@ -176,13 +271,27 @@ int runSend(const QStringList &arguments)
             QStringLiteral("kea-cli: the responses could not be recorded: %1\n").arg(recorded.error().description));
     HXCompletionManager::sharedCompletionManager()->saveUpdates();
     HXPresenter::setSharedPresenter(nullptr);
-    return failures > 0 || !recorded || (failOnHTTPError && httpErrors > 0) ? HXCLIExitFailure : HXCLIExitSuccess;
+
+    report.seconds = double(clock.elapsed()) / 1000.0;
+    bool reported = true;
+    for (HXCLIRunReport::Case &entry : report.cases) {
+        if (entry.outcome == HXCLIRunReport::Outcome::Skipped && bailed)
+            entry.message = QStringLiteral("not sent: an earlier request failed (--bail)");
+    }
+    for (const ReportRequest &wanted : std::as_const(reports)) {
+        QString error;
+        if (!HXCLIRunReport::writeFile(wanted.path, wanted.format == u"junit" ? report.junitXML() : report.json(),
+                                       error)) {
+            HXCLI::writeErr(QStringLiteral("kea-cli: %1\n").arg(error));
+            reported = false;
+        }
+    }
+    const bool failed = failures > 0 || !recorded || !reported || (failOnHTTPError && httpErrors > 0);
+    return failed ? HXCLIExitFailure : HXCLIExitSuccess;
 }
 
 const bool registered = HXCLICommandRegistry::add(
-    {QStringLiteral("send"),
-     QStringLiteral("send FILE [REQUEST...] [--all] [--env NAME] [--insecure] [--fail] [--engine own|libcurl|qt] "
-                    "[--quiet|--include|--verbose]"),
+    {QStringLiteral("send"), QLatin1String(sendSynopsis),
      QStringLiteral("send requests one at a time, record their responses and print them"), runSend,
      QStringLiteral("REQUEST is a name, a folder path (Folder/Name) or a uuid. --all sends every request in\n"
                     "the order of their uuids, as the application's Send All does.\n\n"
@@ -190,10 +299,22 @@ const bool registered = HXCLICommandRegistry::add(
                     "  --all             send every request of the document\n"
                     "  --env NAME        evaluate in that environment for this run\n"
                     "  --insecure        accept servers whose certificate cannot be verified\n"
-                    "  --fail            exit with status 1 when any response is 4xx or 5xx (like curl --fail)\n"
+                    "  --fail            exit with status 1 when any response is 4xx or 5xx (like curl --fail);\n"
+                    "                    such requests count as failed in reports\n"
+                    "  --bail            stop at the first failed request; the rest are reported as skipped\n"
+                    "  --timeout S       a time limit of S seconds for every request of this run, in place\n"
+                    "                    of each request's own\n"
+                    "  --report junit FILE  write a JUnit XML report: one test case per request (name,\n"
+                    "                    folder path as class name, time, failure text)\n"
+                    "  --report json FILE   the same as JSON, with status codes and URLs\n"
                     "  --engine NAME     send through that engine: own, libcurl or qt\n"
                     "  --quiet           print each request's name and status line only\n"
                     "  --include         print the response headers too\n"
-                    "  --verbose         print what is sent as well\n")});
+                    "  --verbose         print what is sent as well\n\n"
+                    "Exit status:\n"
+                    "  0  every request got a response (and, with --fail, none was 4xx or 5xx)\n"
+                    "  1  a request failed, a response was 4xx or 5xx with --fail, or the responses or\n"
+                    "     a report could not be written\n"
+                    "  2  bad usage, or the document is missing, unreadable or malformed\n")});
 
 } // namespace

@@ -16,7 +16,13 @@ void printHelp()
     text += QStringLiteral("\nOptions:\n"
                            "  --help            show this help\n"
                            "  --version         show the version\n"
-                           "  --settings FILE   read and write settings in FILE instead of the user's\n");
+                           "  --settings FILE   read and write settings in FILE instead of the user's\n"
+                           "\nExit status:\n"
+                           "  0   success\n"
+                           "  1   the command ran and what it did failed: a request got no response (or,\n"
+                           "      with send --fail, a 4xx or 5xx one), engines disagreed, a report or the\n"
+                           "      responses could not be written\n"
+                           "  2   bad usage, or a file that is missing, unreadable or malformed\n");
     HXCLI::writeOut(text);
 }
 

@@ -136,6 +136,8 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     float timeout = storedTimeout.isValid() ? float(storedTimeout.toDouble()) : 0.0f;
     if (timeout < 0 || std::isnan(timeout))
         timeout = 30.0f;
+    if (m_timeoutOverride)
+        timeout = float(*m_timeoutOverride);
     engineRequest->setTimeoutInterval(double(timeout));
     if (!method.isEmpty())
         engineRequest->setMethod(method);
@@ -359,7 +361,7 @@ QString HXRequestHandler::timeoutHint(const HXError &error, double timeoutInterv
 void HXRequestHandler::_reportFailure(HXRequest *request, const HXError &error, const QString &method,
                                       const QString &url)
 {
-    const QString hint = timeoutHint(error, request->timeoutInterval());
+    const QString hint = timeoutHint(error, m_timeoutOverride.value_or(request->timeoutInterval()));
     const QString informative =
         QStringLiteral("%1%2\n\n%3 %4")
             .arg(error.description, hint.isEmpty() ? QString() : QStringLiteral("\n\n") + hint, method, url);

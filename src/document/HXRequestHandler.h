@@ -52,6 +52,11 @@ public:
     // 0.25 when sent, 0.5 at the headers, then up to 1 with the body.
     double progressForRequest(HXRequest *request) const;
     int batchRequestsCount() const { return m_batchRequestsCount; }
+
+    // A time limit in seconds for every request this handler sends, in place
+    // of each request's own; none restores the requests' own.
+    std::optional<double> timeoutOverride() const { return m_timeoutOverride; }
+    void setTimeoutOverride(std::optional<double> seconds) { m_timeoutOverride = seconds; }
     QList<HXRequest *> queuedRequests() const { return m_queuedRequests; }
 
     // The hint added to a time-out failure of a request whose time limit is
@@ -103,4 +108,5 @@ private:
     std::map<HXHTTPRequest *, SendInfo> m_requests;
     QList<HXRequest *> m_queuedRequests;
     int m_batchRequestsCount = 0;
+    std::optional<double> m_timeoutOverride;
 };

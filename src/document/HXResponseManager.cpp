@@ -26,6 +26,11 @@ public:
     {
         return HXResponseManager::sharedManager()->lastResponseForRequest(request);
     }
+    std::shared_ptr<HXResponse> lastResponseForRequestWithStatusCode(const HXRequest *request,
+                                                                     qint64 statusCode) override
+    {
+        return HXResponseManager::sharedManager()->lastResponseForRequestWithStatusCode(request, statusCode);
+    }
 };
 HXResponseManagerOnDemand g_onDemand;
 // Declared after the provider above so that it goes away first.
@@ -350,6 +355,19 @@ QList<std::shared_ptr<HXResponse>> HXResponseManager::_fetch(const QString &requ
 std::shared_ptr<HXResponse> HXResponseManager::lastResponseForRequest(const HXRequest *request)
 {
     return request != nullptr ? lastResponseForRequestUUID(request->uuid()) : nullptr;
+}
+
+std::shared_ptr<HXResponse> HXResponseManager::lastResponseForRequestWithStatusCode(const HXRequest *request,
+                                                                                    qint64 statusCode)
+{
+    if (request == nullptr)
+        return nullptr;
+    // A bounded look back: an answer to a challenge is made soon after it.
+    const QList<std::shared_ptr<HXResponse>> recent = _fetch(request->uuid(), 20);
+    const auto found = std::find_if(recent.cbegin(), recent.cend(), [statusCode](const auto &response) {
+        return response->statusCode() == statusCode;
+    });
+    return found == recent.cend() ? nullptr : *found;
 }
 
 std::shared_ptr<HXResponse> HXResponseManager::lastResponseForRequestUUID(const QString &requestUUID)

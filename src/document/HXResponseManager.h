@@ -58,6 +58,9 @@ public:
     void deleteResponse(const std::shared_ptr<HXResponse> &response);
 
     std::shared_ptr<HXResponse> lastResponseForRequest(const HXRequest *request) override;
+    // Among the request's 20 newest responses.
+    std::shared_ptr<HXResponse> lastResponseForRequestWithStatusCode(const HXRequest *request,
+                                                                     qint64 statusCode) override;
     std::shared_ptr<HXResponse> lastResponseForRequestUUID(const QString &requestUUID);
     // Every response of the request, newest first.
     QList<std::shared_ptr<HXResponse>> responsesForRequestUUID(const QString &requestUUID);

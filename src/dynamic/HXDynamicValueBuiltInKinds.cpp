@@ -2,6 +2,7 @@
 
 #include "HXAmazonS3HeaderDynamicValue.h"
 #include "HXAmazonS3SignatureParameterDynamicValue.h"
+#include "HXAmazonSigV4HeaderDynamicValue.h"
 #include "HXBase64EncodingDynamicValue.h"
 #include "HXBasicAuthDynamicValue.h"
 #include "HXBodyFormKeyValueDynamicValue.h"
@@ -10,10 +11,12 @@
 #include "HXEnvironmentVariableDynamicValue.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXHMACDynamicValue.h"
+#include "HXHTTPDigestAuthDynamicValue.h"
 #include "HXHashDynamicValue.h"
 #include "HXNonceDynamicValue.h"
 #include "HXOAuth1HeaderDynamicValue.h"
 #include "HXOAuth1SignatureDynamicValue.h"
+#include "HXOAuth2ClientCredentialsDynamicValue.h"
 #include "HXResponseBodyLengthDynamicValue.h"
 #include "HXResponseBodyPathDynamicValue.h"
 #include "HXResponseHeaderDynamicValue.h"
@@ -40,6 +43,9 @@ void HXDynamicValueCatalogue::registerBuiltInKinds()
     HXOAuth1SignatureDynamicValue::registerKind();
     HXAmazonS3HeaderDynamicValue::registerKind();
     HXAmazonS3SignatureParameterDynamicValue::registerKind();
+    HXAmazonSigV4HeaderDynamicValue::registerKind();
+    HXHTTPDigestAuthDynamicValue::registerKind();
+    HXOAuth2ClientCredentialsDynamicValue::registerKind();
     HXBodyFormKeyValueDynamicValue::registerKind();
     HXBodyMultipartFormDataDynamicValue::registerKind();
     HXEnvironmentVariableDynamicValue::registerKind();

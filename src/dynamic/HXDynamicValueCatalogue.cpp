@@ -13,7 +13,7 @@ struct CatalogueEntry
     const char *group;
 };
 
-constexpr std::array<CatalogueEntry, 20> catalogueTable = {{
+constexpr std::array<CatalogueEntry, 23> catalogueTable = {{
     {"HXTimestampDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "Timestamp"),
      QT_TRANSLATE_NOOP("HXDynamicValue", "Values")},
     {"HXNonceDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "Nonce"), "Values"},
@@ -38,6 +38,11 @@ constexpr std::array<CatalogueEntry, 20> catalogueTable = {{
     {"HXAmazonS3HeaderDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "Amazon S3 Authorization Header"),
      "Authorization"},
     {"HXAmazonS3SignatureParameterDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "Amazon S3 Signature Parameter"),
+     "Authorization"},
+    {"HXAmazonSigV4HeaderDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "AWS Signature Version 4 Header"),
+     "Authorization"},
+    {"HXHTTPDigestAuthDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "HTTP Digest Auth"), "Authorization"},
+    {"HXOAuth2ClientCredentialsDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "OAuth 2.0 Client Credentials Token"),
      "Authorization"},
     {"HXEnvironmentVariableDynamicValue", QT_TRANSLATE_NOOP("HXDynamicValue", "Environment Variable"),
      QT_TRANSLATE_NOOP("HXDynamicValue", "Environment")},

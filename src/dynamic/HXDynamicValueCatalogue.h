@@ -13,13 +13,13 @@ struct HXDynamicValueKind
     QString className; // identifier: the class name recorded by the keyed archive
     QString title;     // menu title, English (translate with HXDynamicValueCatalogue::localizedTitle)
     QString group;     // submenu of the insertion menu, English
-    int menuOrder = 0; // position in the insertion menu (0-based, all twenty kinds)
+    int menuOrder = 0; // position in the insertion menu (0-based, all built-in kinds)
     // Constructs a bare value (no defaults); null while the kind is not built
     // into this program.
     std::function<HXDynamicValuePtr()> construct;
 };
 
-// The catalogue of the twenty kinds of dynamic value: titles, groups and menu
+// The catalogue of the built-in kinds of dynamic value: titles, groups and menu
 // order are fixed here; a kind becomes usable (creatable, readable from an
 // archive, reachable from `kea-cli eval`) when it registers its constructor.
 //
@@ -36,8 +36,8 @@ struct HXDynamicValueKind
 //   2. and adds one line calling it to registerBuiltInKinds() in
 //      HXDynamicValueBuiltInKinds.cpp (plus its #include there).
 // Every catalogue lookup calls registerBuiltInKinds() first (once), so no
-// caller has to remember to do it. A name outside the twenty is accepted too
-// (tests register their own kinds): it is listed after the twenty, with no
+// caller has to remember to do it. A name outside the built-in ones is accepted too
+// (tests register their own kinds): it is listed after the built-in ones, with no
 // group, and is not offered in the insertion menu.
 class HXDynamicValueCatalogue
 {
@@ -52,7 +52,7 @@ public:
         return registerKind(T::staticClassName(), [] { return HXDynamicValuePtr(std::make_shared<T>()); });
     }
 
-    // All twenty kinds in menu order, registered or not.
+    // All built-in kinds in menu order, registered or not.
     static QList<HXDynamicValueKind> allKinds();
     // The registered kinds in menu order: what the insertion menu offers.
     static QList<HXDynamicValueKind> availableKinds();
@@ -62,7 +62,7 @@ public:
     // "Add Dynamic Value..." (translated).
     static QString menuTitle();
 
-    // The kind named `className`, or null when it is not one of the twenty.
+    // The kind named `className`, or null when it is not one of the built-in ones.
     static const HXDynamicValueKind *kindForClassName(const QString &className);
     static QString localizedTitle(const QString &className);
     static QString localizedGroup(const QString &group);

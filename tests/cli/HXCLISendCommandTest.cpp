@@ -4,8 +4,12 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QMap>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -13,6 +17,8 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <libxml/xmlschemas.h>
 
 #include <memory>
 #include <vector>
@@ -238,4 +244,163 @@ TEST_F(CLISendCommandTest, SentHeadersAreLearntAsCompletions)
                           QStringLiteral("content-t")});
     EXPECT_EQ(names.out, "Content-Type\t4\tMedia type of the request body\n");
     EXPECT_EQ(run({QStringLiteral("complete")}).status, 2);
+}
+
+namespace {
+
+// The common JUnit report form as CI servers read it, written for this test:
+// suites of test cases, each case with at most one of failure, error or
+// skipped, then its output.
+const char junitSchema[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema" elementFormDefault="qualified">
+  <xs:simpleType name="count"><xs:restriction base="xs:nonNegativeInteger"/></xs:simpleType>
+  <xs:simpleType name="seconds"><xs:restriction base="xs:decimal"><xs:minInclusive value="0"/></xs:restriction></xs:simpleType>
+  <xs:complexType name="problem">
+    <xs:simpleContent>
+      <xs:extension base="xs:string">
+        <xs:attribute name="message" type="xs:string"/>
+        <xs:attribute name="type" type="xs:string"/>
+      </xs:extension>
+    </xs:simpleContent>
+  </xs:complexType>
+  <xs:element name="testsuites">
+    <xs:complexType>
+      <xs:sequence><xs:element ref="testsuite" minOccurs="0" maxOccurs="unbounded"/></xs:sequence>
+      <xs:attribute name="name" type="xs:string"/>
+      <xs:attribute name="tests" type="count"/>
+      <xs:attribute name="failures" type="count"/>
+      <xs:attribute name="errors" type="count"/>
+      <xs:attribute name="skipped" type="count"/>
+      <xs:attribute name="time" type="seconds"/>
+    </xs:complexType>
+  </xs:element>
+  <xs:element name="testsuite">
+    <xs:complexType>
+      <xs:sequence>
+        <xs:element name="testcase" minOccurs="0" maxOccurs="unbounded">
+          <xs:complexType>
+            <xs:sequence>
+              <xs:choice minOccurs="0">
+                <xs:element name="failure" type="problem"/>
+                <xs:element name="error" type="problem"/>
+                <xs:element name="skipped" type="problem"/>
+              </xs:choice>
+              <xs:element name="system-out" type="xs:string" minOccurs="0"/>
+              <xs:element name="system-err" type="xs:string" minOccurs="0"/>
+            </xs:sequence>
+            <xs:attribute name="name" type="xs:string" use="required"/>
+            <xs:attribute name="classname" type="xs:string" use="required"/>
+            <xs:attribute name="time" type="seconds"/>
+          </xs:complexType>
+        </xs:element>
+      </xs:sequence>
+      <xs:attribute name="name" type="xs:string" use="required"/>
+      <xs:attribute name="tests" type="count" use="required"/>
+      <xs:attribute name="failures" type="count"/>
+      <xs:attribute name="errors" type="count"/>
+      <xs:attribute name="skipped" type="count"/>
+      <xs:attribute name="time" type="seconds"/>
+      <xs:attribute name="timestamp" type="xs:dateTime"/>
+    </xs:complexType>
+  </xs:element>
+</xs:schema>
+)";
+
+bool validJUnit(const QByteArray &xml)
+{
+    xmlSchemaParserCtxtPtr parser = xmlSchemaNewMemParserCtxt(junitSchema, int(sizeof junitSchema - 1));
+    xmlSchemaPtr schema = xmlSchemaParse(parser);
+    xmlSchemaValidCtxtPtr validation = schema ? xmlSchemaNewValidCtxt(schema) : nullptr;
+    xmlDocPtr document = xmlReadMemory(xml.constData(), int(xml.size()), "report.xml", nullptr, XML_PARSE_NONET);
+    const bool valid = validation && document && xmlSchemaValidateDoc(validation, document) == 0;
+    xmlFreeDoc(document);
+    xmlSchemaFreeValidCtxt(validation);
+    xmlSchemaFree(schema);
+    xmlSchemaFreeParserCtxt(parser);
+    return valid;
+}
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
+{
+    // The schema check itself refuses what CI servers would.
+    EXPECT_FALSE(validJUnit("<testsuites><testsuite name=\"x\" tests=\"1\"><testcase name=\"a\"/></testsuite>"
+                            "</testsuites>"));
+    EXPECT_FALSE(validJUnit("<testsuites><testsuite name=\"x\" tests=\"1\"><testcase name=\"a\" classname=\"b\">"
+                            "<failure/><error/></testcase></testsuite></testsuites>"));
+
+    const QString junit = folder.filePath(QStringLiteral("report.xml"));
+    const QString json = folder.filePath(QStringLiteral("report.json"));
+    HXCLIRun sent = run({QStringLiteral("send"), document, QStringLiteral("Not found"), QStringLiteral("Log in"),
+                         QStringLiteral("Forms/Post a form"), QStringLiteral("--fail"), QStringLiteral("--quiet"),
+                         QStringLiteral("--report"), QStringLiteral("junit"), junit, QStringLiteral("--report"),
+                         QStringLiteral("json"), json});
+    EXPECT_EQ(sent.status, 1) << sent.err.constData();
+    const QByteArray xml = readAll(junit);
+    EXPECT_TRUE(validJUnit(xml)) << xml.constData();
+    EXPECT_TRUE(xml.contains("<testsuite name=\"demo.kea\" tests=\"3\" failures=\"1\" errors=\"0\" skipped=\"0\""))
+        << xml.constData();
+    EXPECT_TRUE(xml.contains("<testcase name=\"Not found\" classname=\"demo.kea\""));
+    EXPECT_TRUE(xml.contains("<failure message=\"the response is HTTP/1.1 404 Not Found\" type=\"HTTPStatus\">"));
+    EXPECT_TRUE(xml.contains("<testcase name=\"Post a form\" classname=\"Forms\""));
+
+    const QJsonObject report = QJsonDocument::fromJson(readAll(json)).object();
+    EXPECT_EQ(report.value(QStringLiteral("tests")).toInt(), 3);
+    EXPECT_EQ(report.value(QStringLiteral("failed")).toInt(), 1);
+    const QJsonArray cases = report.value(QStringLiteral("requests")).toArray();
+    ASSERT_EQ(cases.size(), 3);
+    const QJsonObject notFound = cases.at(0).toObject();
+    EXPECT_EQ(notFound.value(QStringLiteral("result")).toString(), QStringLiteral("failed"));
+    EXPECT_EQ(notFound.value(QStringLiteral("status")).toInt(), 404);
+    EXPECT_EQ(notFound.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
+    const QJsonObject login = cases.at(1).toObject();
+    EXPECT_EQ(login.value(QStringLiteral("folder")).toString(), QStringLiteral("Accounts"));
+    EXPECT_EQ(login.value(QStringLiteral("result")).toString(), QStringLiteral("passed"));
+    EXPECT_TRUE(login.value(QStringLiteral("failure")).isNull());
+
+    // --bail: the first failure ends the run; the rest are skipped, unsent.
+    HXCLIRun bailed = run({QStringLiteral("send"), document, QStringLiteral("Not found"), QStringLiteral("Log in"),
+                           QStringLiteral("--fail"), QStringLiteral("--bail"), QStringLiteral("--quiet"),
+                           QStringLiteral("--report"), QStringLiteral("junit"), junit});
+    EXPECT_EQ(bailed.status, 1);
+    EXPECT_EQ(bailed.out, QByteArray("Not found  HTTP/1.1 404 Not Found\n"));
+    const QByteArray bailedXML = readAll(junit);
+    EXPECT_TRUE(validJUnit(bailedXML)) << bailedXML.constData();
+    EXPECT_TRUE(bailedXML.contains("skipped=\"1\""));
+    EXPECT_TRUE(bailedXML.contains("<skipped message=\"not sent: an earlier request failed (--bail)\"/>"));
+
+    // --timeout overrides each request's own time limit for the run.
+    ASSERT_EQ(run({QStringLiteral("add"), document, QStringLiteral("--name"), QStringLiteral("Slow"),
+                   QStringLiteral("--url"), QStringLiteral("http://127.0.0.1:%1/delay/5").arg(port)})
+                  .status,
+              0);
+    QElapsedTimer clock;
+    clock.start();
+    HXCLIRun slow = run({QStringLiteral("send"), document, QStringLiteral("Slow"), QStringLiteral("--timeout"),
+                         QStringLiteral("0.5"), QStringLiteral("--report"), QStringLiteral("json"), json});
+    EXPECT_LT(clock.elapsed(), 4000);
+    EXPECT_EQ(slow.status, 1);
+    const QJsonObject timedOut =
+        QJsonDocument::fromJson(readAll(json)).object().value(QStringLiteral("requests")).toArray().at(0).toObject();
+    EXPECT_EQ(timedOut.value(QStringLiteral("result")).toString(), QStringLiteral("error"));
+    EXPECT_FALSE(timedOut.value(QStringLiteral("failure")).toString().isEmpty());
+
+    // Bad options are usage errors; a report that cannot be written fails the run.
+    for (const QStringList &options : {QStringList{QStringLiteral("--timeout"), QStringLiteral("0")},
+                                       QStringList{QStringLiteral("--timeout"), QStringLiteral("soon")},
+                                       QStringList{QStringLiteral("--report"), QStringLiteral("xml"), junit}}) {
+        EXPECT_EQ(run(QStringList{QStringLiteral("send"), document, QStringLiteral("Log in")} + options).status, 2)
+            << options.join(u' ').toStdString();
+    }
+    HXCLIRun unwritable = run({QStringLiteral("send"), document, QStringLiteral("Log in"), QStringLiteral("--report"),
+                               QStringLiteral("json"), folder.filePath(QStringLiteral("missing/report.json"))});
+    EXPECT_EQ(unwritable.status, 1);
+    EXPECT_TRUE(unwritable.err.contains("the report could not be written")) << unwritable.err.constData();
 }

@@ -269,3 +269,34 @@ TEST_F(CLISignatureVectorsTest, AmazonS3QueryStringExample)
                                               "NpgCjnDzrM%2BWFzoENXmpNDUsSn8%3D\n")))
         << shown.toStdString();
 }
+
+// AWS Signature Version 4 through request assembly, written in the readable
+// token form: the suite's get-vanilla and post-x-www-form-urlencoded cases
+// sign the request as sent, without the Authorization header itself.
+TEST_F(CLISignatureVectorsTest, AmazonSigV4HeaderThroughAssembly)
+{
+    const QString token = QStringLiteral(
+        "Authorization: {{aws4 AKIDEXAMPLE \"wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY\" us-east-1 service}}");
+    const QString credential = QStringLiteral(
+        "  Authorization: AWS4-HMAC-SHA256 Credential=AKIDEXAMPLE/20150830/us-east-1/service/aws4_request, ");
+    const QString vanilla = addAndShow(QStringLiteral("get-vanilla"), QStringLiteral("GET"),
+                                       QStringLiteral("https://example.amazonaws.com/"),
+                                       {QStringLiteral("X-Amz-Date: 20150830T123600Z"), token});
+    EXPECT_TRUE(vanilla.contains(credential +
+                                 QStringLiteral("SignedHeaders=host;x-amz-date, Signature="
+                                                "5fa00fa31553b73ebf1942676e86291e8372ff2a2260956d9b8aae1d763fbf31\n")))
+        << vanilla.toStdString();
+
+    const QString form = addAndShow(
+        QStringLiteral("post-x-www-form-urlencoded"), QStringLiteral("POST"),
+        QStringLiteral("https://example.amazonaws.com/"),
+        {QStringLiteral("Content-Type: application/x-www-form-urlencoded"), QStringLiteral("Content-Length: 13"),
+         QStringLiteral("X-Amz-Content-Sha256: 9095672bbd1f56dfc5b65f3e153adc8731a4a654192329106275f4c7b24d0b6e"),
+         QStringLiteral("X-Amz-Date: 20150830T123600Z"), token},
+        QStringLiteral("Param1=value1"));
+    EXPECT_TRUE(form.contains(credential +
+                              QStringLiteral("SignedHeaders=content-length;content-type;host;"
+                                             "x-amz-content-sha256;x-amz-date, Signature="
+                                             "d3875051da38690788ef43de4db0d8f280229d82040bfac253562e56c3f20e0b\n")))
+        << form.toStdString();
+}
