@@ -1,4 +1,6 @@
 #include "HXAmazonS3Signing.h"
+#include "HXAmazonS3HeaderDynamicValue.h"
+#include "HXAmazonS3SignatureParameterDynamicValue.h"
 
 #include <gtest/gtest.h>
 
@@ -138,4 +140,16 @@ TEST(HXAmazonS3Signing, ResourceAndAmzHeaderRules)
                                                           QStringLiteral("GET"), {}, QStringLiteral("s\u00e9cret"),
                                                           false),
               std::nullopt);
+}
+
+TEST(HXAmazonS3Signing, ValuesGiveNothingOutsideRequestAssembly)
+{
+    // Outside request assembly there is no request to sign.
+    auto parameter = HXDynamicValue::make<HXAmazonS3SignatureParameterDynamicValue>();
+    parameter->setAccessKeyId(accessKeyId);
+    parameter->setSecretAccessKeyId(secret);
+    EXPECT_EQ(parameter->evaluatedString(), QString());
+    auto header = HXDynamicValue::make<HXAmazonS3HeaderDynamicValue>();
+    header->setSecretAccessKeyId(secret);
+    EXPECT_EQ(header->evaluatedString(), QString());
 }

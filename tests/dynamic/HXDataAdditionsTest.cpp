@@ -7,12 +7,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(HXDataAdditions, HexStringIsUpperCaseTwoDigitsPerByte)
-{
-    EXPECT_EQ(HXDataAdditions::hexString(QByteArray::fromHex("00010aabff7f")), QStringLiteral("00010AABFF7F"));
-    EXPECT_EQ(HXDataAdditions::hexString({}), QString());
-}
-
 TEST(HXDataAdditions, DigestsOfOneMillionLetters)
 {
     // FIPS 180's long message, which runs the block loop many times.

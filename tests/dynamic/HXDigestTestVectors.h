@@ -2,8 +2,8 @@
 
 // Published test vectors for the digests and HMACs: RFC 1319 (MD2), RFC 1320
 // (MD4), RFC 1321 (MD5), FIPS 180 (SHA family), RFC 2202 (HMAC-MD5,
-// HMAC-SHA1) and RFC 4231 (HMAC-SHA224 to HMAC-SHA512). Shared by the byte
-// helper tests and the tests that reach the same functions through tokens.
+// HMAC-SHA1) and RFC 4231 (HMAC-SHA224 to HMAC-SHA512), run through the
+// digest and HMAC values.
 
 #include <QByteArray>
 

@@ -165,11 +165,6 @@ TEST_F(HXDynamicValueEngineTest, DefaultFactoryIsUsedWhenNoneIsGiven)
         nullptr, [&] { sawRequestContext = HXRequestEvaluationContext::currentRequestEvaluationContext() != nullptr; });
     HXDynamicValueContext::setDefaultContextFactory(saved);
     EXPECT_TRUE(sawRequestContext);
-
-    HXDynamicValueContext::context(nullptr, [&] {
-        EXPECT_TRUE(HXDynamicValueContext::currentContext());
-        EXPECT_EQ(HXDynamicValueContext::currentContext()->currentStringEncoding(), HXStringEncoding::UTF8);
-    });
 }
 
 TEST_F(HXDynamicValueEngineTest, DisplayStringsNeverEvaluate)

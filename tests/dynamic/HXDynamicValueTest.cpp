@@ -46,32 +46,17 @@ TEST_F(HXDynamicValueTest, KeyedArchiveIsDeterministicCBOR)
 {
     // Class first, keys by UTF-8 bytes, shortest integers, true as a simple value.
     auto value = echo(QStringLiteral("abc"));
-    EXPECT_EQ(value->keyedArchive().toHex(), QByteArray("a4"
-                                                        "66"
-                                                        "24636c617373"
-                                                        "76"
-                                                        "4858546573744563686f44796e616d696356616c7565"
-                                                        "65"
-                                                        "636f756e74"
-                                                        "07"
-                                                        "64"
-                                                        "666c6167"
-                                                        "f5"
-                                                        "65"
-                                                        "696e707574"
-                                                        "63"
-                                                        "616263"));
+    // {"$class": "HXTestEchoDynamicValue", "count": 7, "flag": true, "input": "abc"}
+    EXPECT_EQ(value->keyedArchive().toHex(),
+              QByteArray("a46624636c617373764858546573744563686f44796e616d696356616c756565636f756e740764666c6167f5"
+                         "65696e70757463616263"));
 
     // Every other stored type: dates as tag 1 over a 64-bit float, doubles as
     // 64-bit floats even when smaller would do, bytes, rows as triples.
     auto typed = HXDynamicValue::make<BytesValue>();
     typed->setBlob(hex("0102"));
-    EXPECT_EQ(typed->keyedArchive().toHex(), QByteArray("a2"
-                                                        "6624636c617373"
-                                                        "77" +
-                                                        QByteArray("HXTestBytesDynamicValue").toHex() +
-                                                        "64626c6f62"
-                                                        "420102"));
+    EXPECT_EQ(typed->keyedArchive().toHex(),
+              "a26624636c61737377" + QByteArray("HXTestBytesDynamicValue").toHex() + "64626c6f62420102");
 
     auto all = HXDynamicValue::make<EchoValue>();
     all->setValue(QStringLiteral("count"), 1000);
@@ -80,22 +65,10 @@ TEST_F(HXDynamicValueTest, KeyedArchiveIsDeterministicCBOR)
     all->setValue(QStringLiteral("rows"),
                   QVariant::fromValue(HXDynamicKeyValueRows{{QStringLiteral("a"), QStringLiteral("b"), true}}));
     const QByteArray archive = all->keyedArchive().toHex();
-    EXPECT_TRUE(archive.contains("65636f756e74"
-                                 "1903e8"))
-        << archive.constData();
-    EXPECT_TRUE(archive.contains("65726174696f"
-                                 "fb3ff0000000000000"))
-        << archive.constData();
-    EXPECT_TRUE(archive.contains("647768656e"
-                                 "c1fb4025000000000000"))
-        << archive.constData();
-    EXPECT_TRUE(archive.contains("64726f7773"
-                                 "81"
-                                 "83"
-                                 "6161"
-                                 "6162"
-                                 "f5"))
-        << archive.constData();
+    // count 1000, ratio 1.0, when 10.5 s, rows [["a", "b", true]]
+    for (const char *pair : {"65636f756e741903e8", "65726174696ffb3ff0000000000000", "647768656ec1fb4025000000000000",
+                             "64726f7773818361616162f5"})
+        EXPECT_TRUE(archive.contains(pair)) << pair << " in " << archive.constData();
 }
 
 TEST_F(HXDynamicValueTest, ArchiveDoesNotDependOnTheOrderPropertiesWereSet)
@@ -239,18 +212,6 @@ TEST_F(HXDynamicValueTest, ChoiceListsComeFromContentKeys)
     EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("inputContent")));
     EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("count")));
     EXPECT_FALSE(value->valueForUndefinedKey(QStringLiteral("countContents")));
-}
-
-TEST_F(HXDynamicValueTest, ArchivedStringHoldsJustThisToken)
-{
-    auto value = echo(QStringLiteral("[x]"));
-    const QString archived = value->archivedString();
-    EXPECT_TRUE(archived.startsWith(QStringLiteral("[{\"data\":\""))) << archived.toStdString();
-    EXPECT_TRUE(archived.endsWith(QStringLiteral("\",\"name\":\"kestrelworks.Kea.DynamicValue\"}]")));
-    const HXDynamicValuePtr back = HXDynamicValueEngine::unarchiveAttributedString(archived).onlyDynamicValue();
-    ASSERT_TRUE(back);
-    EXPECT_TRUE(back->isEqual(*value));
-    EXPECT_EQ(back->stringValue(QStringLiteral("input")), QStringLiteral("[x]"));
 }
 
 TEST(HXDynamicValueCatalogueTest, BuiltInKindsInMenuOrderAndGroups)

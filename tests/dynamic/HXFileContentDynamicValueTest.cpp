@@ -16,24 +16,16 @@ using namespace HXEncodingValueTest;
 namespace {
 
 // Collects warning texts while alive.
-class WarningCollector
+struct WarningCollector
 {
-public:
-    WarningCollector() { s_previous = qInstallMessageHandler(&WarningCollector::handle); }
-    ~WarningCollector() { qInstallMessageHandler(s_previous); }
-    static QStringList &messages()
-    {
-        static QStringList list;
-        return list;
-    }
-
-private:
-    static void handle(QtMsgType type, const QMessageLogContext &, const QString &message)
-    {
-        if (type == QtWarningMsg)
-            messages().append(message);
-    }
-    static inline QtMessageHandler s_previous = nullptr;
+    static inline QStringList messages;
+    QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+            if (type == QtWarningMsg)
+                messages.append(text);
+        });
+    WarningCollector() { messages.clear(); }
+    ~WarningCollector() { qInstallMessageHandler(previous); }
 };
 
 } // namespace
@@ -90,8 +82,7 @@ TEST(HXFileContentDynamicValue, ReferencesFollowTheDocumentBeingEvaluated)
 
 TEST(HXFileContentDynamicValue, FailuresAreLoggedAndGiveNothing)
 {
-    WarningCollector collector;
-    WarningCollector::messages().clear();
+    const WarningCollector collector;
     QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("gone.txt"));
     ASSERT_TRUE(HXTest::writeFile(path, "soon gone"));
@@ -101,18 +92,18 @@ TEST(HXFileContentDynamicValue, FailuresAreLoggedAndGiveNothing)
     ASSERT_TRUE(QFile::remove(path));
     EXPECT_EQ(evaluatedData(value), QByteArray());
     EXPECT_EQ(value->displayString(), QStringLiteral("File Content"));
-    ASSERT_EQ(WarningCollector::messages().size(), 1);
-    EXPECT_TRUE(WarningCollector::messages().at(0).startsWith(QLatin1String("Error when reading bookmark data: ")));
+    ASSERT_EQ(WarningCollector::messages.size(), 1);
+    EXPECT_TRUE(WarningCollector::messages.at(0).startsWith(QLatin1String("Error when reading bookmark data: ")));
 
     value->setBookmarkData("not a reference");
     EXPECT_EQ(value->resolvedFilePath(QString()), std::nullopt);
-    EXPECT_EQ(WarningCollector::messages().size(), 2);
+    EXPECT_EQ(WarningCollector::messages.size(), 2);
 
     value->setFilePath(folder.filePath(QStringLiteral("never-existed")));
     EXPECT_TRUE(value->bookmarkData().isEmpty());
-    ASSERT_EQ(WarningCollector::messages().size(), 3);
-    EXPECT_TRUE(WarningCollector::messages().at(2).startsWith(QLatin1String("Error during bookmark creation: ")));
+    ASSERT_EQ(WarningCollector::messages.size(), 3);
+    EXPECT_TRUE(WarningCollector::messages.at(2).startsWith(QLatin1String("Error during bookmark creation: ")));
     // No file chosen: nothing, silently.
     EXPECT_EQ(evaluatedData(value), QByteArray());
-    EXPECT_EQ(WarningCollector::messages().size(), 3);
+    EXPECT_EQ(WarningCollector::messages.size(), 3);
 }

@@ -91,8 +91,6 @@ TEST(HXStringAdditions, CharsetNames)
     const QStringList names = HXStringAdditions::availableCharsetNames();
     ASSERT_FALSE(names.isEmpty());
     EXPECT_EQ(names.first(), QStringLiteral("UTF-8"));
-    EXPECT_TRUE(names.contains(QStringLiteral("US-ASCII")));
-    EXPECT_TRUE(names.contains(QStringLiteral("ISO-8859-1")));
     EXPECT_EQ(QStringList(names).removeDuplicates(), 0);
     for (const QString &name : names)
         EXPECT_EQ(HXStringAdditions::charsetForEncoding(HXStringAdditions::encodingForCharset(name)), name);

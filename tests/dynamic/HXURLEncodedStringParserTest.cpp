@@ -146,24 +146,21 @@ TEST(HXURLEncodedStringParserTest, GenericRowsHonourTransformerAndEnabledKey)
 
 TEST(HXURLEncodedStringParserTest, URLColouring)
 {
+    using Marks = QList<std::tuple<int, qsizetype, qsizetype>>;
+    // One parser for all three: colouring reads the current text every time.
     HXURLEncodedStringParser parser;
-    QString text;
-    parser.setStringBlock([&] { return HXDynamicString(text); });
-    QList<std::tuple<int, qsizetype, qsizetype>> marks;
-    const auto record = [&](int style, HXTextRange range) { marks.append({style, range.location, range.length}); };
-
-    text = QStringLiteral("https://example.com/a/b?x=1");
-    parser.applyAttributesInRange({0, text.size()}, record);
-    EXPECT_EQ(marks, (QList<std::tuple<int, qsizetype, qsizetype>>{
-                         {0, 0, 27}, {272, 0, 5}, {32, 5, 3}, {48, 8, 11}, {67, 19, 4}}));
-
-    marks.clear();
-    text = QStringLiteral("http://h");
-    parser.applyAttributesInRange({0, text.size()}, record);
-    EXPECT_EQ(marks, (QList<std::tuple<int, qsizetype, qsizetype>>{{0, 0, 8}, {16, 0, 4}, {32, 4, 3}, {48, 7, 1}}));
-
-    marks.clear();
-    text = QStringLiteral("ftp://h");
-    parser.applyAttributesInRange({0, text.size()}, record);
-    EXPECT_EQ(marks, (QList<std::tuple<int, qsizetype, qsizetype>>{{0, 0, 7}}));
+    QString current;
+    parser.setStringBlock([&] { return HXDynamicString(current); });
+    const auto marksFor = [&](const QString &text) {
+        current = text;
+        Marks marks;
+        parser.applyAttributesInRange({0, text.size()}, [&](int style, HXTextRange range) {
+            marks.append({style, range.location, range.length});
+        });
+        return marks;
+    };
+    EXPECT_EQ(marksFor(QStringLiteral("https://example.com/a/b?x=1")),
+              (Marks{{0, 0, 27}, {272, 0, 5}, {32, 5, 3}, {48, 8, 11}, {67, 19, 4}}));
+    EXPECT_EQ(marksFor(QStringLiteral("http://h")), (Marks{{0, 0, 8}, {16, 0, 4}, {32, 4, 3}, {48, 7, 1}}));
+    EXPECT_EQ(marksFor(QStringLiteral("ftp://h")), (Marks{{0, 0, 7}}));
 }

@@ -384,15 +384,3 @@ TEST(HXJSONParserTest, InvalidUTF8AndEmbeddedNulAreContained)
     EXPECT_EQ(nul->stringForItem(*nul->parseWithError()), QStringLiteral("[1]"));
     EXPECT_FALSE(nul->isWellFormed());
 }
-
-TEST(HXJSONParserTest, AbstractItemRefusesToAnswer)
-{
-    struct Bare : HXJSONItem
-    {
-        Bare() : HXJSONItem(nullptr, 0) {}
-    };
-    const Bare bare;
-    EXPECT_THROW((void)bare.cfObject(), std::logic_error);
-    HXJSONParser parser(QStringLiteral("1"));
-    EXPECT_THROW((void)bare.jsonStringWithParser(parser, 0), std::logic_error);
-}
