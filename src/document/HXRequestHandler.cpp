@@ -127,7 +127,14 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     HXHTTPRequest *engineRequest = created.release();
     engineRequest->setParent(this);
     engineRequest->setDelegate(this);
-    engineRequest->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
+    const HXHTTPSettings settings = HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults());
+    engineRequest->setSettings(settings);
+    // Large bodies wait in a file beside the response store, which then
+    // keeps them by linking that file.
+    HXHTTPResponseBodyStorage bodyStorage;
+    bodyStorage.memoryLimit = settings.responseMemoryLimit;
+    bodyStorage.temporaryDirectory = HXResponseManager::sharedManager()->bodiesDirectory();
+    engineRequest->setResponseBodyStorage(bodyStorage);
 
     const QVariant storedTimeout = request->valueForKey(QStringLiteral("timeoutInterval"));
     float timeout = storedTimeout.isValid() ? float(storedTimeout.toDouble()) : 0.0f;
@@ -298,7 +305,7 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
         response = _info(engineRequest)->response;
     }
     response->setDownloadTime(double(info.startDate.msecsTo(QDateTime::currentDateTimeUtc())) / 1000.0);
-    response->setBodyData(engineRequest->responseData());
+    response->setBody(engineRequest->responseBody());
 
     const qint64 statusCode = engineRequest->responseStatusCode();
     if (soundsEnabled()) {
