@@ -8,13 +8,6 @@ namespace {
 
 constexpr qsizetype outputPieceLength = 256 * 1024;
 
-// A zlib header: deflate method, a window zlib accepts, and a check value
-// that makes the first two bytes a multiple of 31.
-bool isZlibHeader(unsigned char first, unsigned char second)
-{
-    return (first & 0x0f) == Z_DEFLATED && (first >> 4) <= 7 && ((first << 8) | second) % 31 == 0;
-}
-
 } // namespace
 
 struct HXContentInflater::Stream
@@ -29,21 +22,11 @@ struct HXContentInflater::Stream
     }
 };
 
-HXContentInflater::HXContentInflater(Coding coding, qint64 maximumLength)
-    : m_coding(coding), m_maximumLength(maximumLength), m_stream(std::make_unique<Stream>())
+HXContentInflater::HXContentInflater(qint64 maximumLength)
+    : m_maximumLength(maximumLength), m_stream(std::make_unique<Stream>())
 {}
 
 HXContentInflater::~HXContentInflater() = default;
-
-std::optional<HXContentInflater::Coding> HXContentInflater::codingForContentEncoding(QStringView value)
-{
-    const QStringView coding = value.trimmed();
-    if (coding.compare(u"gzip", Qt::CaseInsensitive) == 0 || coding.compare(u"x-gzip", Qt::CaseInsensitive) == 0)
-        return Coding::Gzip;
-    if (coding.compare(u"deflate", Qt::CaseInsensitive) == 0)
-        return Coding::Deflate;
-    return std::nullopt;
-}
 
 HXContentInflater::Result HXContentInflater::feed(QByteArrayView input, HXHTTPResponseBody &body)
 {
@@ -52,25 +35,11 @@ HXContentInflater::Result HXContentInflater::feed(QByteArrayView input, HXHTTPRe
     if (m_ignoringRest || input.isEmpty())
         return Result::Ok;
     if (!m_started) {
-        int windowBits = 16 + MAX_WBITS;
-        if (m_coding == Coding::Deflate) {
-            const qsizetype take = qMin<qsizetype>(input.size(), 2 - m_header.size());
-            m_header.append(input.first(take));
-            input = input.sliced(take);
-            if (m_header.size() < 2)
-                return Result::Ok;
-            windowBits = isZlibHeader(uchar(m_header[0]), uchar(m_header[1])) ? MAX_WBITS : -MAX_WBITS;
-        }
-        if (inflateInit2(&m_stream->z, windowBits) != Z_OK)
+        if (inflateInit2(&m_stream->z, 16 + MAX_WBITS) != Z_OK)
             return fail(Result::Damaged);
         m_stream->initialized = true;
         m_started = true;
         m_output.resize(outputPieceLength);
-        if (!m_header.isEmpty()) {
-            const QByteArray header = std::exchange(m_header, QByteArray());
-            if (const Result result = inflatePiece(header, body); result != Result::Ok || m_ignoringRest)
-                return result;
-        }
     }
     return inflatePiece(input, body);
 }
@@ -111,10 +80,6 @@ HXContentInflater::Result HXContentInflater::inflatePiece(QByteArrayView input, 
         }
         if (status == Z_STREAM_END) {
             m_completeMembersEnd = m_produced;
-            if (m_coding == Coding::Deflate) {
-                m_ignoringRest = true;
-                return Result::Ok;
-            }
             m_betweenMembers = true;
             outputFull = false;
             continue;

@@ -9,7 +9,7 @@ std::optional<QByteArray> HXGzipDecoder::inflate(QByteArrayView compressed, qsiz
     if (compressed.isEmpty())
         return std::nullopt;
     HXHTTPResponseBody body(QByteArray{});
-    HXContentInflater inflater(HXContentInflater::Coding::Gzip, maximumSize);
+    HXContentInflater inflater(maximumSize);
     HXContentInflater::Result result = inflater.feed(compressed, body);
     if (result == HXContentInflater::Result::Ok)
         result = inflater.finish(body);

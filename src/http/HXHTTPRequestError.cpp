@@ -93,12 +93,3 @@ HXError HXHTTPRequestResponseStorageError(const QString &action, const QString &
                                                           "disk space or choose another folder.")
                                   .arg(action, path, QString::fromLocal8Bit(std::strerror(errorNumber))));
 }
-
-HXError HXHTTPRequestContentDecodingError(const QString &coding)
-{
-    return HXHTTPRequestError(HXHTTPRequestErrorCode::ContentDecoding,
-                              QCoreApplication::translate("HXHTTPRequest",
-                                                          "The response body is damaged: its %1 data cannot be "
-                                                          "decoded. Ask without Accept-Encoding to get it plain.")
-                                  .arg(coding));
-}

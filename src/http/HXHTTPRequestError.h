@@ -25,9 +25,6 @@ enum class HXHTTPRequestErrorCode : qint64 {
     // The response body could not be written where it is kept (a full disk,
     // an unwritable folder); the system's reason is in the description.
     ResponseStorage = 6,
-    // A gzip or deflate body is damaged past the point where it could still
-    // be handed over as received.
-    ContentDecoding = 7,
     // The server's certificate chain was refused.
     InvalidCertificate = 2894,
     // Not an http or https URL, or one without a host.
@@ -61,8 +58,6 @@ HXError HXHTTPRequestResponseTooLargeError(qint64 maximumLength);
 // The ResponseStorage error: what failed (`action`, such as "write") on which
 // file or folder, with the system's reason for `errorNumber`.
 HXError HXHTTPRequestResponseStorageError(const QString &action, const QString &path, int errorNumber);
-// The ContentDecoding error for a body of `coding` ("gzip", "deflate").
-HXError HXHTTPRequestContentDecodingError(const QString &coding);
 
 // `error` (same domain, code and description) with `underlying` attached.
 inline HXError errorWithUnderlyingError(const HXError &error, const HXError &underlying)

@@ -74,11 +74,13 @@ void HXHTTPResponseReader::readHTTPResponseBody()
     }
     m_decoder->setMaximumBodyLength(m_maximumBodyLength);
     m_body = HXHTTPResponseBody(m_storage);
-    m_contentCoding = fields.value(QStringLiteral("Content-Encoding")).trimmed();
-    if (const std::optional<HXContentInflater::Coding> coding =
-            HXContentInflater::codingForContentEncoding(m_contentCoding)) {
-        m_inflater = std::make_unique<HXContentInflater>(*coding, m_maximumBodyLength);
-        m_keepingReceived = true;
+    if (HXContentInflater::decodesContentEncoding(fields.value(QStringLiteral("Content-Encoding")))) {
+        m_inflater = std::make_unique<HXContentInflater>(m_maximumBodyLength);
+        // The compressed bytes are kept beside (in memory, then a file of
+        // their own) in case they turn out damaged.
+        HXHTTPResponseBodyStorage receivedStorage = m_storage;
+        receivedStorage.outputFile.clear();
+        m_received = HXHTTPResponseBody(receivedStorage);
     } else if (m_decoder->framing() == HXHTTPBodyDecoder::Framing::ContentLength) {
         if (HXResult<void> expected = m_body.expectLength(m_contentLength); !expected.ok()) {
             fail(expected.error());
@@ -160,12 +162,9 @@ bool HXHTTPResponseReader::deliver(QByteArrayView bytes)
             fail(appended.error());
         return appended.ok();
     }
-    if (m_keepingReceived) {
-        m_received.append(bytes);
-        if (m_storage.memoryLimit >= 0 && m_received.size() > m_storage.memoryLimit) {
-            m_keepingReceived = false;
-            m_received = QByteArray();
-        }
+    if (HXResult<void> kept = m_received.append(bytes); !kept.ok()) {
+        fail(kept.error());
+        return false;
     }
     switch (m_inflater->feed(bytes, m_body)) {
     case HXContentInflater::Result::Ok:
@@ -184,16 +183,24 @@ bool HXHTTPResponseReader::deliver(QByteArrayView bytes)
 
 bool HXHTTPResponseReader::deliverAsReceived()
 {
-    if (!m_keepingReceived) {
-        fail(HXHTTPRequestContentDecodingError(m_contentCoding));
-        return false;
-    }
     m_inflater.reset();
+    const HXHTTPResponseBody received = std::exchange(m_received, HXHTTPResponseBody());
+    if (m_storage.outputFile.isEmpty()) {
+        m_body = received;
+        return true;
+    }
+    // The output file is written over with the received bytes, in pieces.
     m_body.clear();
-    HXResult<void> appended = m_body.append(std::exchange(m_received, QByteArray()));
-    if (!appended.ok())
-        fail(appended.error());
-    return appended.ok();
+    constexpr qint64 pieceLength = 1024 * 1024;
+    for (qint64 at = 0; at < received.size(); at += pieceLength) {
+        HXResult<QByteArray> piece = received.read(at, pieceLength);
+        HXResult<void> appended = piece.ok() ? m_body.append(*piece) : HXResult<void>(piece.error());
+        if (!appended.ok()) {
+            fail(appended.error());
+            return false;
+        }
+    }
+    return true;
 }
 
 void HXHTTPResponseReader::socketMiddlewareDidDisconnectWithError(const HXError &error)
@@ -238,7 +245,7 @@ void HXHTTPResponseReader::finishResponseBody()
             return;
         }
     }
-    m_received = QByteArray();
+    m_received = HXHTTPResponseBody();
     m_done = true;
     m_delegate->responseReaderDidFinish();
 }

@@ -69,8 +69,8 @@ private:
     // Hands decoded body bytes on (inflating them when the body is
     // compressed); false when that failed the request.
     bool deliver(QByteArrayView bytes);
-    // A compressed body turned out damaged: it is handed over as received
-    // while the received bytes are still at hand, else the request fails.
+    // A compressed body turned out damaged: it is handed over as received,
+    // without an error.
     bool deliverAsReceived();
     void fail(const HXError &error);
 
@@ -86,11 +86,9 @@ private:
     QByteArray m_piece;
     QByteArray m_decodedPiece;
     std::unique_ptr<HXContentInflater> m_inflater;
-    QString m_contentCoding;
-    // The compressed bytes as received, kept up to the memory limit so a
-    // damaged body can still be handed over as it came.
-    QByteArray m_received;
-    bool m_keepingReceived = false;
+    // The compressed bytes as received, so that a damaged body can still
+    // be handed over as it came.
+    HXHTTPResponseBody m_received;
     bool m_readingInPlace = false;
     std::optional<HXHTTPBodyDecoder> m_decoder;
     qint64 m_contentLength = 0;

@@ -66,7 +66,7 @@ TEST_P(HXEngineLargeBodyTest, BodiesPastTheMemoryLimitGoToAFileAndReadBackExactl
     }
 }
 
-TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndDamageItCannotUndo)
+TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndHandsOverDamagedBodiesAsReceived)
 {
     if (engine() != EngineOwn)
         GTEST_SKIP() << "the other engines' libraries inflate without a limit";
@@ -79,12 +79,13 @@ TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndDamageItCannotUn
         const char *name;
         QByteArray compressed;
         qint64 maximum;
-        qint64 memoryLimit;
         std::string outcome;
+        QByteArray body;
     } cases[] = {
-        {"inflates past the maximum", compressed, plain.size() - 1, 64 * 1024, "failed kea:5"},
-        {"inflates to the maximum", compressed, plain.size(), 64 * 1024, "200 "},
-        {"damaged past the memory limit", damaged, qint64(1) << 32, 64 * 1024, "failed kea:7"},
+        {"inflates past the maximum", compressed, plain.size() - 1, "failed kea:5", {}},
+        {"inflates to the maximum", compressed, plain.size(), "200 ", plain},
+        // Kept beside in a file of its own, as the body itself went to one.
+        {"damaged past the memory limit", damaged, qint64(1) << 32, "200 ", damaged},
     };
     for (const auto &testCase : cases) {
         SCOPED_TRACE(testCase.name);
@@ -94,9 +95,12 @@ TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndDamageItCannotUn
                              .close());
         Options options;
         options.maximumResponseLength = testCase.maximum;
-        options.bodyStorage = HXHTTPResponseBodyStorage{testCase.memoryLimit, {}, {}};
+        options.bodyStorage = HXHTTPResponseBodyStorage{64 * 1024, {}, {}};
         auto exchange = sendAndWait(server.url(), options);
         EXPECT_EQ(exchange->outcome().substr(0, testCase.outcome.size()), testCase.outcome);
+        if (!testCase.body.isNull()) {
+            EXPECT_TRUE(exchange->request->responseBody().data() == testCase.body);
+        }
     }
 }
 
