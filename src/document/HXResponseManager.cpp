@@ -86,6 +86,8 @@ void HXResponseManager::resetMoveToTrash(bool moveToTrash)
         _moveStoreToTrash(path, trashNameForDate(QDateTime::currentDateTime()));
     else
         _deleteStoreFiles(path);
+    // Large bodies go with the history they belonged to.
+    QDir(bodiesDirectory()).removeRecursively();
     Q_EMIT notifier->responsesManagedObjectContextDidChange();
     Q_EMIT notifier->responseManagerDidResetAllResponses();
 }

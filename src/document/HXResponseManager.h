@@ -52,7 +52,7 @@ public:
     // The folder beside the store where bodies too large for a row are kept
     // as files (and where engines put their temporary body files, so that
     // keeping one is a link, not a copy).
-    QString bodiesDirectory() const;
+    static QString bodiesDirectory();
     // Bodies longer than this are kept as files; by default SQLite's own
     // length limit (about 1e9 bytes). Lower it to test the file path.
     void setLargestBodyInRow(qint64 length) { m_largestBodyInRow = length; }

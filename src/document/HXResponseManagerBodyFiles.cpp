@@ -10,9 +10,9 @@
 // Bodies too large for a row of the store live in files beside it, one per
 // response, named in the HXResponseBodyFile table.
 
-QString HXResponseManager::bodiesDirectory() const
+QString HXResponseManager::bodiesDirectory()
 {
-    return QFileInfo(databasePath()).absolutePath() + QStringLiteral("/Response Bodies");
+    return QDir(applicationSupportDirectory()).absoluteFilePath(QStringLiteral("Response Bodies"));
 }
 
 bool HXResponseManager::_isBodyChanged(const HXResponse &response, const Snapshot &saved)

@@ -327,7 +327,8 @@ TEST_F(ResponseManagerTest, LargeBodiesAreKeptAsFilesBesideTheStoreAndReadOnDema
     EXPECT_FALSE(manager->lastResponseForRequestUUID(u"small"_s)->bodyFile().isInFile());
 
     // Replaced by a small body, or deleted: the file goes.
-    manager->lastResponseForRequestUUID(u"memory"_s)->setBodyData("small now");
+    const std::shared_ptr<HXResponse> shrunk = manager->lastResponseForRequestUUID(u"memory"_s);
+    shrunk->setBodyData("small now");
     manager->deleteResponse(manager->lastResponseForRequestUUID(u"file"_s));
     ASSERT_TRUE(manager->saveToPersistentStore().ok());
     EXPECT_TRUE(QDir(folder).entryList(QDir::Files).isEmpty());
@@ -354,13 +355,13 @@ TEST_F(ResponseManagerTest, ABodyTheStoreCannotKeepIsReportedNotStoredAsNull)
     auto database = HXSQLiteDatabase::open(storePath(u"limit.sqlite"_s));
     ASSERT_TRUE(database.ok());
     ASSERT_TRUE((*database)->execute(u"CREATE TABLE t (b BLOB)"_s).ok());
-    (*database)->setLengthLimit(100);
+    (*database)->setLengthLimit(1000);
     auto insert = (*database)->prepare(u"INSERT INTO t VALUES (?)"_s);
     ASSERT_TRUE(insert.ok());
-    insert->bindBlob(1, QByteArray(101, 'x'));
+    insert->bindBlob(1, QByteArray(1001, 'x'));
     EXPECT_FALSE(insert->run().ok());
     insert->reset();
-    insert->bindBlob(1, QByteArray(100, 'x'));
+    insert->bindBlob(1, QByteArray(900, 'x'));
     EXPECT_TRUE(insert->run().ok());
 }
 
