@@ -1,7 +1,7 @@
 #include "HXCLICommand.h"
 #include "HXJSONOutput.h"
 #include "HXJSONParser.h"
-#include "HXJSONPrintingSettings.h"
+#include "HXJSONPrintingPreferences.h"
 #include "HXXMLString.h"
 
 #include <cstdio>
@@ -91,7 +91,7 @@ int formatJSON(const FormatOptions &options, QByteArray input)
             parser->printer().setStringOptions(escaping.stringOptions());
         }
     } else {
-        HXJSONPrintingSettings settings = HXJSONPrintingSettings::fromStandardUserDefaults();
+        HXJSONPrintingSettings settings = HXJSONPrintingPreferences::standardSettings();
         if (options.indentSize) {
             settings.prettyPrint = true;
             settings.indentWithSpaces = true;

@@ -74,7 +74,7 @@ HXResult<void> HXDocument::_validateSaveURL(const QString &path) const
     const HXDocument *other = HXDocumentController::sharedDocumentController()->documentForFile(path);
     if (other == nullptr || other == this)
         return {};
-    HXError error(QString::fromLatin1(urlInUseErrorDomain), -1,
+    HXError error(QString::fromLatin1(urlInUseErrorDomain), qint64(URLInUseErrorCode::NameTaken),
                   QCoreApplication::translate("HXDocument", "This name is already taken by another open document."));
     error.userInfo.insert(QStringLiteral("recoverySuggestion"),
                           QCoreApplication::translate("HXDocument", "Try to save it again with another name."));
@@ -216,7 +216,7 @@ void HXDocument::deleteEnvironment()
     const QList<HXManagedObject *> found = m_context->executeFetchRequest(others).valueOr({});
     if (found.isEmpty()) {
         HXPresenter::sharedPresenter()->presentError(
-            HXError(QString::fromLatin1(environmentErrorDomain), 1,
+            HXError(QString::fromLatin1(environmentErrorDomain), qint64(EnvironmentErrorCode::LastEnvironment),
                     QCoreApplication::translate("HXDocument", "You should keep at least one environment.")));
         return;
     }

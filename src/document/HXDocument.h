@@ -67,6 +67,10 @@ public:
     void selectNextEnvironment();
     void deleteEnvironment();
     static constexpr const char *environmentErrorDomain = "kestrelworks.com.Environment";
+    enum class EnvironmentErrorCode : qint64 {
+        // Deleting the only environment of the document.
+        LastEnvironment = 1,
+    };
 
     // Top-level tree items sorted by `order`, and the children of a folder
     // the same way (object number breaks ties).
@@ -83,6 +87,10 @@ public:
 
     static constexpr const char *documentIDAttribute = "user.kestrelworks.Kea.DocumentID";
     static constexpr const char *urlInUseErrorDomain = "kestrelworks.Kea.DocumentURLAlreadyInUseError";
+    enum class URLInUseErrorCode : qint64 {
+        // Saving under the file name of another open document.
+        NameTaken = -1,
+    };
 
 Q_SIGNALS:
     void currentEnvironmentChanged(HXEnvironment *environment);

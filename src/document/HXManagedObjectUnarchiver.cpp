@@ -48,7 +48,7 @@ HXManagedObject *HXManagedObjectUnarchiver::objectForIdentifier(const QCborValue
     const HXEntityDescription *entity = m_context->managedObjectModel()->entity(entityName);
     const QString invalid = QCoreApplication::translate("HXManagedObjectUnarchiver", "Invalid archived data");
     if (entity == nullptr || entity->isAbstract()) {
-        m_error = HXError(QString::fromLatin1(errorDomain), 2, invalid);
+        m_error = HXError(QString::fromLatin1(errorDomain), qint64(ErrorCode::UnknownEntity), invalid);
         m_error.userInfo.insert(
             QStringLiteral("reason"),
             QCoreApplication::translate("HXManagedObjectUnarchiver",
@@ -57,7 +57,7 @@ HXManagedObject *HXManagedObjectUnarchiver::objectForIdentifier(const QCborValue
         return nullptr;
     }
     if (record.value(QStringLiteral("entityVersionHash")).toByteArray() != entity->versionHash()) {
-        m_error = HXError(QString::fromLatin1(errorDomain), 1, invalid);
+        m_error = HXError(QString::fromLatin1(errorDomain), qint64(ErrorCode::EntityVersionMismatch), invalid);
         m_error.userInfo.insert(
             QStringLiteral("reason"),
             QCoreApplication::translate("HXManagedObjectUnarchiver",

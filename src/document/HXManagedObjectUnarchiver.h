@@ -22,6 +22,13 @@ class HXManagedObjectUnarchiver
 {
 public:
     static constexpr const char *errorDomain = "kestrelworks.Kea.ManagedObjectArchive";
+    enum class ErrorCode : qint64 {
+        // The archive was made with another version of an entity.
+        EntityVersionMismatch = 1,
+        // The archive names an entity the model does not have, or an
+        // abstract one.
+        UnknownEntity = 2,
+    };
 
     // The root object of the archive, rebuilt in `context`; null when the
     // archive is not a map or has no root.

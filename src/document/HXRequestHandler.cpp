@@ -80,7 +80,9 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
         const std::optional<QUrl> evaluatedURL = assembly.URL;
         if (location.startsWith(u"http://") || location.startsWith(u"https://")) {
             assembly.URL = QUrl(location);
+            assembly.URLText = location;
         } else {
+            assembly.URLText.clear();
             const QUrl base = userInfo->redirectBase.isValid() ? userInfo->redirectBase : assembly.URL.value_or(QUrl());
             const QUrl resolved = base.resolved(QUrl(location));
             assembly.URL = resolved.isValid() ? std::optional<QUrl>(resolved)
@@ -127,13 +129,14 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     HXHTTPRequest *engineRequest = created.release();
     engineRequest->setParent(this);
     engineRequest->setDelegate(this);
+    engineRequest->setURLText(assembly.URLText);
     const HXHTTPSettings settings = HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults());
     engineRequest->setSettings(settings);
     // Large bodies wait in a file beside the response store, which then
     // keeps them by linking that file.
     HXHTTPResponseBodyStorage bodyStorage;
     bodyStorage.memoryLimit = settings.responseMemoryLimit;
-    bodyStorage.temporaryDirectory = HXResponseManager::sharedManager()->bodiesDirectory();
+    bodyStorage.temporaryDirectory = HXResponseManager::bodiesDirectory();
     engineRequest->setResponseBodyStorage(bodyStorage);
 
     const QVariant storedTimeout = request->valueForKey(QStringLiteral("timeoutInterval"));

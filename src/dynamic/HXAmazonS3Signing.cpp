@@ -1,6 +1,8 @@
 #include "HXAmazonS3Signing.h"
 
 #include "HXDataAdditions.h"
+#include "HXHTTPProxyConfiguration.h"
+#include "HXHTTPRequestMessage.h"
 #include "HXRequest.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXStringEncoding.h"
@@ -42,11 +44,11 @@ std::optional<QString> evaluatedSignature(HXRequest *request, const QString &sec
             headers.append({entry.name, entry.value});
     }
     if (asHeader) {
-        return HXAmazonS3Signing::amazonS3AuthorizationHeaderWithAccessKeyId(accessKeyId, secretAccessKeyId,
-                                                                             *assembly.URL, request->method(), headers);
+        return HXAmazonS3Signing::amazonS3AuthorizationHeaderWithAccessKeyId(
+            accessKeyId, secretAccessKeyId, *assembly.URL, request->method(), headers, assembly.URLText);
     }
     return HXAmazonS3Signing::amazonS3SignatureWithURL(*assembly.URL, request->method(), headers, secretAccessKeyId,
-                                                       useExpires);
+                                                       useExpires, assembly.URLText);
 }
 
 } // namespace
@@ -101,7 +103,7 @@ QString HXAmazonS3Signing::amazonS3CanonicalizedAmzHeaders(const HXAmazonS3Signi
     return lines;
 }
 
-QString HXAmazonS3Signing::amazonS3CanonicalizedResource(const QUrl &url)
+QString HXAmazonS3Signing::amazonS3CanonicalizedResource(const QUrl &url, const QString &urlText)
 {
     static const QRegularExpression virtualHost(QStringLiteral("^(.+?)\\.s3\\.amazonaws\\.com$"),
                                                 QRegularExpression::CaseInsensitiveOption);
@@ -113,7 +115,16 @@ QString HXAmazonS3Signing::amazonS3CanonicalizedResource(const QUrl &url)
     else if (host.compare(endpointHost(), Qt::CaseInsensitive) != 0)
         resource = u'/' + host.toLower();
 
-    const QString path = url.path(QUrl::FullyEncoded);
+    // The path of the request line, which keeps the escapes as written.
+    QString path = url.path(QUrl::FullyEncoded);
+    if (!urlText.isEmpty()) {
+        const QByteArray target =
+            HXHTTPRequestMessage::requestTarget(url, HXHTTPProxyDecision::ProxyModeDirect, urlText);
+        qsizetype end = target.size();
+        for (const char c : {'?', '#'})
+            end = qMin(end, target.indexOf(c) < 0 ? end : target.indexOf(c));
+        path = QString::fromLatin1(target.first(end));
+    }
     resource += path.isEmpty() ? QStringLiteral("/") : path;
 
     QStringList subResources;
@@ -129,7 +140,8 @@ QString HXAmazonS3Signing::amazonS3CanonicalizedResource(const QUrl &url)
 }
 
 QString HXAmazonS3Signing::amazonS3StringToSignWithURL(const QUrl &url, const QString &method,
-                                                       const HXAmazonS3Signing::HeaderRows &headers, bool useExpires)
+                                                       const HXAmazonS3Signing::HeaderRows &headers, bool useExpires,
+                                                       const QString &urlText)
 {
     QString date;
     if (useExpires) {
@@ -143,15 +155,16 @@ QString HXAmazonS3Signing::amazonS3StringToSignWithURL(const QUrl &url, const QS
     }
     return method.toUpper() + u'\n' + headerValue(headers, QLatin1String("Content-MD5")).value_or(QString()) + u'\n' +
            headerValue(headers, QLatin1String("Content-Type")).value_or(QString()) + u'\n' + date + u'\n' +
-           amazonS3CanonicalizedAmzHeaders(headers) + amazonS3CanonicalizedResource(url);
+           amazonS3CanonicalizedAmzHeaders(headers) + amazonS3CanonicalizedResource(url, urlText);
 }
 
 std::optional<QString> HXAmazonS3Signing::amazonS3SignatureWithURL(const QUrl &url, const QString &method,
                                                                    const HXAmazonS3Signing::HeaderRows &headers,
-                                                                   const QString &secretAccessKeyId, bool useExpires)
+                                                                   const QString &secretAccessKeyId, bool useExpires,
+                                                                   const QString &urlText)
 {
     const std::optional<QByteArray> message = HXStringEncodings::encode(
-        amazonS3StringToSignWithURL(url, method, headers, useExpires), HXStringEncoding::ASCII);
+        amazonS3StringToSignWithURL(url, method, headers, useExpires, urlText), HXStringEncoding::ASCII);
     const std::optional<QByteArray> key = HXStringEncodings::encode(secretAccessKeyId, HXStringEncoding::ASCII);
     if (!message || !key)
         return std::nullopt;
@@ -161,9 +174,10 @@ std::optional<QString> HXAmazonS3Signing::amazonS3SignatureWithURL(const QUrl &u
 
 std::optional<QString> HXAmazonS3Signing::amazonS3AuthorizationHeaderWithAccessKeyId(
     const QString &accessKeyId, const QString &secretAccessKeyId, const QUrl &url, const QString &method,
-    const HXAmazonS3Signing::HeaderRows &headers)
+    const HXAmazonS3Signing::HeaderRows &headers, const QString &urlText)
 {
-    const std::optional<QString> signature = amazonS3SignatureWithURL(url, method, headers, secretAccessKeyId, false);
+    const std::optional<QString> signature =
+        amazonS3SignatureWithURL(url, method, headers, secretAccessKeyId, false, urlText);
     if (!signature)
         return std::nullopt;
     return QLatin1String("AWS ") + accessKeyId + u':' + *signature;

@@ -38,26 +38,28 @@ public:
     // stands. Rows of one name are neither merged nor replaced.
     static QString amazonS3CanonicalizedAmzHeaders(const HeaderRows &headers);
     // "/bucket" (lower-cased) for a virtual-hosted bucket or a CNAME host,
-    // nothing for the endpoint; then the path as sent ("/" when empty); then
+    // nothing for the endpoint; then the path as sent ("/" when empty): as
+    // written in `urlText`, the text `url` was read from, when given; then
     // "?" and the sub-resource names present in the query, sorted and joined
     // by "&".
-    static QString amazonS3CanonicalizedResource(const QUrl &url);
+    static QString amazonS3CanonicalizedResource(const QUrl &url, const QString &urlText = QString());
     // Method, Content-MD5, Content-Type and date lines, the amz headers and
     // the resource. The date is the "Expires" query parameter with
     // `useExpires`; otherwise empty when an x-amz-date header is present,
     // else the Date header.
     static QString amazonS3StringToSignWithURL(const QUrl &url, const QString &method, const HeaderRows &headers,
-                                               bool useExpires);
+                                               bool useExpires, const QString &urlText = QString());
     // HMAC-SHA1 of the string to sign under the secret, in Base64; none when
     // either is not ASCII.
     static std::optional<QString> amazonS3SignatureWithURL(const QUrl &url, const QString &method,
                                                            const HeaderRows &headers, const QString &secretAccessKeyId,
-                                                           bool useExpires);
+                                                           bool useExpires, const QString &urlText = QString());
     // "AWS <access key id>:<signature>".
     static std::optional<QString> amazonS3AuthorizationHeaderWithAccessKeyId(const QString &accessKeyId,
                                                                              const QString &secretAccessKeyId,
                                                                              const QUrl &url, const QString &method,
-                                                                             const HeaderRows &headers);
+                                                                             const HeaderRows &headers,
+                                                                             const QString &urlText = QString());
 
     // ---- over a request (inside the current evaluation context) -----------
 

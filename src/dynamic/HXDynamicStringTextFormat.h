@@ -42,6 +42,11 @@ public:
     using Context = HXDynamicStringTextContext;
 
     static constexpr const char *errorDomain = "kestrelworks.Kea.DynamicStringText";
+    enum class ErrorCode : qint64 {
+        // The text does not follow the readable form; the description names
+        // the column and what was expected there.
+        Syntax = 1,
+    };
 
     // A parse error is "column N: expected ..." (columns count from 1).
     static HXResult<HXDynamicString> parse(const QString &text, const Context &context = {});

@@ -82,7 +82,8 @@ private:
     bool fail(qsizetype position, const QString &expected)
     {
         if (!error)
-            error = HXError(QString::fromLatin1(HXDynamicStringTextFormat::errorDomain), 1,
+            error = HXError(QString::fromLatin1(HXDynamicStringTextFormat::errorDomain),
+                            qint64(HXDynamicStringTextFormat::ErrorCode::Syntax),
                             QStringLiteral("column %1: expected %2").arg(position + 1).arg(expected));
         return false;
     }

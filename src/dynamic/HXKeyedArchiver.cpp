@@ -89,7 +89,7 @@ HXResult<QCborValue> HXKeyedArchiver::unarchivedObjectWithData(const QByteArray 
     const QCborValue value = QCborValue::fromCbor(reader);
     // One whole item and nothing after it.
     if (data.isEmpty() || reader.lastError() != QCborError::NoError || reader.currentOffset() != data.size())
-        return HXError(QStringLiteral("kestrelworks.Kea.KeyedArchive"), 1,
+        return HXError(QString::fromLatin1(errorDomain), qint64(ErrorCode::Unreadable),
                        QCoreApplication::translate("HXKeyedArchiver", "The archive is not readable (at byte %1).")
                            .arg(reader.currentOffset()));
     return value;

@@ -14,6 +14,11 @@ class HXKeyedArchiver
 {
 public:
     static constexpr quint64 setTag = 258;
+    static constexpr const char *errorDomain = "kestrelworks.Kea.KeyedArchive";
+    enum class ErrorCode : qint64 {
+        // The bytes are not one whole CBOR item.
+        Unreadable = 1,
+    };
 
     static QByteArray archivedDataWithRootObject(const QCborValue &root);
     // The value of an archive, or an error for bytes that are not one whole

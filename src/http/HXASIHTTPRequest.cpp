@@ -2,6 +2,7 @@
 
 #include "HXHTTPLogging.h"
 #include "HXHTTPProxyConfiguration.h"
+#include "HXHTTPRequestMessage.h"
 
 #include <QCoreApplication>
 
@@ -87,7 +88,9 @@ HXError HXASIHTTPRequest::translatedError(int curlCode, const QString &text)
 HXCurlTransferSettings HXASIHTTPRequest::transferSettings() const
 {
     HXCurlTransferSettings settings;
-    settings.url = URL().toEncoded();
+    // The absolute URL with the path and query as the user wrote them;
+    // libcurl sends them unchanged.
+    settings.url = HXHTTPRequestMessage::requestTarget(URL(), HXHTTPProxyDecision::ProxyModeHTTP, URLText());
     settings.method = method().toLatin1();
     const QMap<QString, QString> headers = HXHTTPHeaders::headersDictionaryFromArray(requestHeaders());
     for (auto it = headers.cbegin(); it != headers.cend(); ++it)

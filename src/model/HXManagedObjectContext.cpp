@@ -304,7 +304,7 @@ HXResult<QList<HXManagedObject *>> HXManagedObjectContext::executeFetchRequest(c
 {
     const HXEntityDescription *entity = m_model->entity(request.entityName());
     if (entity == nullptr)
-        return HXError(QStringLiteral("kestrelworks.Kea.ObjectStore"), 1,
+        return HXError(QString::fromLatin1(errorDomain), qint64(ErrorCode::UnknownEntity),
                        QStringLiteral("The fetch names an unknown entity \"%1\".").arg(request.entityName()));
 
     auto fits = [&](const HXManagedObject *object) {

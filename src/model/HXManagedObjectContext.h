@@ -45,6 +45,12 @@ class HXManagedObjectContext : public QObject
 {
     Q_OBJECT
 public:
+    static constexpr const char *errorDomain = "kestrelworks.Kea.ObjectStore";
+    enum class ErrorCode : qint64 {
+        // A fetch request names an entity the model does not have.
+        UnknownEntity = 1,
+    };
+
     explicit HXManagedObjectContext(const HXManagedObjectModel *model, QObject *parent = nullptr);
     ~HXManagedObjectContext() override;
 

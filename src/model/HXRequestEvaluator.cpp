@@ -109,7 +109,8 @@ HXRequestAssembly HXRequestEvaluator::evaluateWithDocument(HXEvaluationDocument 
         HXStringEncoding encoding = HXStringEncoding::UTF8;
         assembly.headers = evaluatedHeadersArrayRevealedEncoding(&encoding);
         state.setEncoding(encoding);
-        assembly.URL = evaluatedURLUsingEncoding(encoding);
+        assembly.URLText = evaluatedURLStringUsingEncoding(encoding);
+        assembly.URL = URLFromText(assembly.URLText);
         assembly.bodyData = evaluatedBodyDataUsingEncoding(encoding, assembly.headers);
         assembly.bodyEncoding = encoding;
     });
@@ -134,12 +135,17 @@ QString HXRequestEvaluator::evaluatedURLStringUsingEncoding(HXStringEncoding enc
         defaults.boolForKey(QStringLiteral("HXUserDefaultURLEncodingURLPaths")), encoding);
 }
 
-std::optional<QUrl> HXRequestEvaluator::evaluatedURLUsingEncoding(HXStringEncoding encoding)
+std::optional<QUrl> HXRequestEvaluator::URLFromText(const QString &text)
 {
-    const QUrl url(evaluatedURLStringUsingEncoding(encoding), QUrl::StrictMode);
+    const QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.isEmpty())
         return std::nullopt;
     return url;
+}
+
+std::optional<QUrl> HXRequestEvaluator::evaluatedURLUsingEncoding(HXStringEncoding encoding)
+{
+    return URLFromText(evaluatedURLStringUsingEncoding(encoding));
 }
 
 QString HXRequestEvaluator::stringByConvertingInternationalDomainNames(const QString &string,

@@ -22,6 +22,8 @@ public:
     HXRequestAssembly evaluateWithDocument(HXEvaluationDocument *document);
     QString evaluatedURLStringUsingEncoding(HXStringEncoding encoding);
     std::optional<QUrl> evaluatedURLUsingEncoding(HXStringEncoding encoding);
+    // The URL read strictly from evaluated text; none when it does not parse.
+    static std::optional<QUrl> URLFromText(const QString &text);
     HXRequestHeaderList evaluatedHeadersArrayRevealedEncoding(HXStringEncoding *encoding);
     QByteArray evaluatedBodyDataUsingEncoding(HXStringEncoding encoding, const HXRequestHeaderList &headers);
     // Appends the automatic Content-Type to `headers` when it applies.

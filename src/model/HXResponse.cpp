@@ -2,6 +2,7 @@
 
 #include "HXHTTPRequest.h"
 #include "HXHTTPResponseHead.h"
+#include "HXJSONPrintingPreferences.h"
 #include "HXJSONString.h"
 #include "HXRequest.h"
 #include "HXUserDefaults.h"
@@ -209,7 +210,7 @@ QString HXResponse::bodyString() const
 
 QString HXResponse::bodyStringAsJSON() const
 {
-    return HXJSONString::stringByPrettyPrintingJSON(bodyString());
+    return HXJSONString::stringByPrettyPrintingJSON(bodyString(), HXJSONPrintingPreferences::standardSettings());
 }
 
 QString HXResponse::bodyStringAsXML() const

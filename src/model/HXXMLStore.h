@@ -39,16 +39,18 @@ class HXXMLStore
 {
 public:
     static constexpr const char *errorDomain = "kestrelworks.Kea.DocumentStore";
-    enum ErrorCode {
-        ReadError = 1,
-        MalformedError = 2,
-        ForeignFileError = 3,
-        ModelMismatchError = 4,
-        InvalidContentError = 5,
-        IntegrityError = 6,
-        MergeConflictError = 7,
-        WriteError = 10,
-        ChangedOnDiskError = 11,
+    // Codes of the domain, scoped by the class so callers compare them with
+    // HXError::code directly.
+    enum ErrorCode : qint64 {
+        ReadError = 1,           // the file cannot be opened or read
+        MalformedError = 2,      // not well-formed XML, or truncated
+        ForeignFileError = 3,    // well-formed, but not a Kea document
+        ModelMismatchError = 4,  // written with a model Kea does not know
+        InvalidContentError = 5, // dangling references, duplicate ids, wrong value types
+        IntegrityError = 6,      // the integrity line of an older file is damaged
+        MergeConflictError = 7,  // the file holds git merge markers
+        WriteError = 10,         // the file cannot be written
+        ChangedOnDiskError = 11, // another program changed the file since it was read
     };
 
     static QByteArray serialize(const HXManagedObjectContext &context);

@@ -1,25 +1,6 @@
 #include "HXJSONPrintingSettings.h"
 
 #include "HXJSONPrinter.h"
-#include "HXUserDefaults.h"
-
-HXJSONPrintingSettings HXJSONPrintingSettings::fromUserDefaults(const HXUserDefaults &defaults)
-{
-    HXJSONPrintingSettings settings;
-    settings.prettyPrint = defaults.boolForKey(QStringLiteral("HXUserDefaultJSONPrettyPrint"));
-    settings.sortKeys = defaults.boolForKey(QStringLiteral("HXUserDefaultJSONSortKeys"));
-    settings.indentWithSpaces = defaults.boolForKey(QStringLiteral("HXUserDefaultJSONIndentWithSpaces"));
-    settings.indentSize = int(qBound<qint64>(0, defaults.integerForKey(QStringLiteral("HXUserDefaultJSONIndentSize")),
-                                             qint64(maximumIndentSize)));
-    settings.escapeForwardSlashes = defaults.boolForKey(QStringLiteral("HXUserDefaultJSONEscapeForwardSlashes"));
-    settings.escapeUnicodeCharacters = defaults.boolForKey(QStringLiteral("HXUserDefaultJSONEscapeUnicodeCharacters"));
-    return settings;
-}
-
-HXJSONPrintingSettings HXJSONPrintingSettings::fromStandardUserDefaults()
-{
-    return fromUserDefaults(HXUserDefaults::standardUserDefaults());
-}
 
 QString HXJSONPrintingSettings::indentString() const
 {

@@ -3,10 +3,9 @@
 #include <QString>
 
 class HXJSONPrinter;
-class HXUserDefaults;
 
-// How JSON bodies are shown: the "HXUserDefaultJSON..." settings, and how
-// they configure a JSON printer.
+// How JSON bodies are shown, and how these options configure a JSON printer.
+// HXJSONPrintingPreferences reads them from the settings.
 struct HXJSONPrintingSettings
 {
     bool prettyPrint = true;
@@ -17,9 +16,6 @@ struct HXJSONPrintingSettings
     bool escapeUnicodeCharacters = false;
 
     static constexpr int maximumIndentSize = 32;
-
-    static HXJSONPrintingSettings fromUserDefaults(const HXUserDefaults &defaults);
-    static HXJSONPrintingSettings fromStandardUserDefaults();
 
     // The indent of one level: indentSize spaces, or a tab.
     QString indentString() const;

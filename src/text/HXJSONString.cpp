@@ -139,8 +139,3 @@ QString HXJSONString::stringByPrettyPrintingJSON(const QString &text, const HXJS
     return HXJSONParser::prettyPrintJSONString(text,
                                                [&](HXJSONParser &parser) { settings.configure(parser.printer()); });
 }
-
-QString HXJSONString::stringByPrettyPrintingJSON(const QString &text)
-{
-    return stringByPrettyPrintingJSON(text, HXJSONPrintingSettings::fromStandardUserDefaults());
-}

@@ -6,7 +6,6 @@
 
 #include <optional>
 
-class HXUserDefaults;
 struct HXJSONPrintingSettings;
 
 // The string functions of the JSON printer.
@@ -27,9 +26,7 @@ public:
     // backslash at the end, gives none.
     static std::optional<QString> unescapedJSONStringWithRange(const QString &string, HXJSONRange range);
 
-    // JSON text pretty-printed with the given settings, or with the
-    // "HXUserDefaultJSON..." settings of the user defaults; a null string when
+    // JSON text pretty-printed with the given settings; a null string when
     // the text holds no JSON value.
     static QString stringByPrettyPrintingJSON(const QString &text, const HXJSONPrintingSettings &settings);
-    static QString stringByPrettyPrintingJSON(const QString &text);
 };

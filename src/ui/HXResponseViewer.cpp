@@ -1,6 +1,7 @@
 #include "HXResponseViewer.h"
 
 #include "HXJSONOutlineModel.h"
+#include "HXJSONPrintingPreferences.h"
 #include "HXLargeTextView.h"
 #include "HXRequest.h"
 #include "HXRequestListDelegate.h"
@@ -233,7 +234,7 @@ void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)
     input.body = response->bodyData();
     input.type = response->defaultBodyTextType();
     input.encoding = response->stringEncoding();
-    input.jsonSettings = HXJSONPrintingSettings::fromStandardUserDefaults();
+    input.jsonSettings = HXJSONPrintingPreferences::standardSettings();
     m_formatter.format(input, [this](HXBodyFormatter::Result &result) { _showBody(result); });
     if (input.body.isEmpty())
         m_bodyView->setPlaceholderText(tr("No Body"));

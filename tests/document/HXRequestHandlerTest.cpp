@@ -8,6 +8,7 @@
 #include "HXResponseManager.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
+#include "HXUserDefaults.h"
 
 #include <gtest/gtest.h>
 
@@ -143,6 +144,22 @@ TEST_F(RequestHandlerTest, CookiesStayWithTheirOriginAcrossRedirects)
     EXPECT_TRUE(received.at(1).contains("Cookie: session=secret"));
     ASSERT_EQ(other.receivedRequests().size(), 1);
     EXPECT_FALSE(other.receivedRequests().first().contains("session=secret"));
+}
+
+TEST_F(RequestHandlerTest, TheTargetGoesOnTheWireAsWrittenThroughEachEngine)
+{
+    HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
+    for (const char *engine : {"GCDHTTPRequest", "ASIHTTPRequest"}) {
+        SCOPED_TRACE(engine);
+        defaults.setObject(QString::fromLatin1(engine), QStringLiteral("HXUserDefaultHTTPLibrary"));
+        server.addResponse(ok());
+        HXRequest *r = request(QStringLiteral("T"), QStringLiteral("/"));
+        r->setUrl(server.url(QStringLiteral("/")).toString() + QStringLiteral("caf%c3%a9/%7euser?q=%c3"));
+        handler.sendRequests({r});
+        ASSERT_TRUE(waitIdle());
+        EXPECT_EQ(requestLine(server.receivedRequests().last()), "GET /caf%c3%a9/%7euser?q=%c3 HTTP/1.1");
+    }
+    defaults.removeObjectForKey(QStringLiteral("HXUserDefaultHTTPLibrary"));
 }
 
 TEST_F(RequestHandlerTest, EndlessRedirectsStopAfterTwenty)
