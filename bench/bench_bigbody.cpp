@@ -1,5 +1,6 @@
 // Peak memory of one large download, kea-cli next to the curl tool in the
-// same run, from the same loopback server:
+// same run, from the same loopback servers (the echo service for plain
+// bytes, a small server of its own for gzip):
 //   - a plain body written to a file with -o (streamed as it arrives);
 //   - the same body printed to standard output (kept in a temporary file
 //     past the memory limit, then written out in pieces);
@@ -10,26 +11,27 @@
 //
 //   bench_bigbody [--size MiB] [--skip-gzip]
 
+#include "HXEchoService.h"
+
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QProcess>
 #include <QStringList>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <zlib.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <thread>
+#include <memory>
 
 namespace {
 
@@ -75,98 +77,43 @@ QByteArray gzipOfRepeatedPieces(const QByteArray &piece, qint64 size)
     return out;
 }
 
-// A blocking loopback server: /plain sends `size` bytes with a
-// Content-Length, /gzip the compressed body; one connection at a time.
-class LoopbackServer
+// The gzip body for every connection: read the request head, send the
+// response as fast as the client takes it, close.
+class GzipServer : public QTcpServer
 {
 public:
-    LoopbackServer(qint64 size, QByteArray piece, QByteArray gzipBody)
-        : m_size(size), m_piece(std::move(piece)), m_gzipBody(std::move(gzipBody))
+    explicit GzipServer(QByteArray body) : m_body(std::move(body)) {}
+
+protected:
+    void incomingConnection(qintptr descriptor) override
     {
-        m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const int yes = 1;
-        ::setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(m_listener, reinterpret_cast<sockaddr *>(&address), sizeof address);
-        ::listen(m_listener, 16);
-        socklen_t length = sizeof address;
-        ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length);
-        m_port = ntohs(address.sin_port);
-        m_thread = std::thread([this] { serve(); });
-    }
-    ~LoopbackServer()
-    {
-        m_stop = true;
-        ::shutdown(m_listener, SHUT_RDWR);
-        ::close(m_listener);
-        m_thread.join();
-    }
-    QString url(const char *path) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(QLatin1String(path));
+        auto *socket = new QTcpSocket(this);
+        socket->setSocketDescriptor(descriptor);
+        auto sent = std::make_shared<qint64>(-1);
+        auto feed = [socket, sent, this] {
+            while (*sent >= 0 && *sent < m_body.size() && socket->bytesToWrite() < 4 * pieceLength) {
+                const qint64 length = qMin(pieceLength, m_body.size() - *sent);
+                socket->write(m_body.constData() + *sent, length);
+                *sent += length;
+            }
+            if (*sent == m_body.size() && socket->bytesToWrite() == 0)
+                socket->disconnectFromHost();
+        };
+        connect(socket, &QIODevice::readyRead, socket, [socket, sent, feed, this] {
+            if (*sent >= 0 || !socket->peek(1 << 16).contains("\r\n\r\n"))
+                return;
+            socket->readAll();
+            socket->write("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " +
+                          QByteArray::number(m_body.size()) + "\r\nConnection: close\r\n\r\n");
+            *sent = 0;
+            feed();
+        });
+        connect(socket, &QIODevice::bytesWritten, socket, feed);
+        connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
     }
 
 private:
-    void serve()
-    {
-        while (!m_stop) {
-            const int connection = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-            if (connection < 0)
-                continue;
-            answer(connection);
-            ::close(connection);
-        }
-    }
-    static bool sendAll(int connection, const char *data, qint64 size)
-    {
-        while (size > 0) {
-            const ssize_t sent = ::send(connection, data, size_t(size), MSG_NOSIGNAL);
-            if (sent <= 0)
-                return false;
-            data += sent;
-            size -= sent;
-        }
-        return true;
-    }
-    void answer(int connection)
-    {
-        QByteArray request;
-        char buffer[4096];
-        while (!request.contains("\r\n\r\n")) {
-            const ssize_t received = ::recv(connection, buffer, sizeof buffer, 0);
-            if (received <= 0)
-                return;
-            request.append(buffer, received);
-        }
-        const bool gzip = request.split(' ').value(1) == "/gzip";
-        const qint64 length = gzip ? m_gzipBody.size() : m_size;
-        const QByteArray head = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n" +
-                                QByteArray(gzip ? "Content-Encoding: gzip\r\n" : "") +
-                                "Content-Length: " + QByteArray::number(length) + "\r\nConnection: close\r\n\r\n";
-        if (!sendAll(connection, head.constData(), head.size()))
-            return;
-        if (gzip) {
-            sendAll(connection, m_gzipBody.constData(), m_gzipBody.size());
-        } else {
-            for (qint64 left = m_size; left > 0; left -= m_piece.size()) {
-                if (!sendAll(connection, m_piece.constData(), qMin(left, qint64(m_piece.size()))))
-                    return;
-            }
-        }
-        ::shutdown(connection, SHUT_WR);
-        while (::recv(connection, buffer, sizeof buffer, 0) > 0) {
-        }
-    }
-
-    qint64 m_size;
-    QByteArray m_piece;
-    QByteArray m_gzipBody;
-    int m_listener = -1;
-    quint16 m_port = 0;
-    std::atomic_bool m_stop{false};
-    std::thread m_thread;
+    QByteArray m_body;
 };
 
 struct Run
@@ -195,16 +142,20 @@ int measure(char **argv)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
+// Runs the program through --measure while this process keeps serving.
 Run runChild(const QStringList &programAndArguments)
 {
     QProcess process;
+    QEventLoop loop;
+    QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
     QElapsedTimer clock;
     clock.start();
     process.start(QCoreApplication::applicationFilePath(),
                   QStringList{QStringLiteral("--measure")} + programAndArguments);
     Run run;
-    if (!process.waitForFinished(-1))
+    if (!process.waitForStarted())
         return run;
+    loop.exec();
     run.seconds = clock.nsecsElapsed() / 1e9;
     run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     const QByteArray err = process.readAllStandardError();
@@ -227,9 +178,16 @@ int main(int argc, char **argv)
         sizeMiB = arguments.at(at + 1).toLongLong();
     const bool withGzip = !arguments.contains(QStringLiteral("--skip-gzip"));
     const qint64 size = sizeMiB * 1024 * 1024;
-    const QByteArray piece = makePiece();
-    const QByteArray gzip = withGzip ? gzipOfRepeatedPieces(piece, size) : QByteArray();
-    LoopbackServer server(size, piece, gzip);
+    // The echo service streams /bytes/N from a pattern, never holding it.
+    HXEchoService echo;
+    if (!echo.listen(QHostAddress::LocalHost, 0).ok() || size > HXEchoService::maximumBytes) {
+        std::fprintf(stderr, "bench_bigbody: cannot serve %lld MiB\n", static_cast<long long>(sizeMiB));
+        return 1;
+    }
+    const QString plainURL = echo.baseURL() + QStringLiteral("/bytes/%1").arg(size);
+    GzipServer gzipServer(withGzip ? gzipOfRepeatedPieces(makePiece(), size) : QByteArray());
+    gzipServer.listen(QHostAddress::LocalHost);
+    const QString gzipURL = QStringLiteral("http://127.0.0.1:%1/gzip").arg(gzipServer.serverPort());
     QTemporaryDir folder;
     const QString output = folder.filePath(QStringLiteral("body.bin"));
     const QString kea = QStringLiteral(KEA_CLI_PATH);
@@ -247,26 +205,22 @@ int main(int argc, char **argv)
     };
     const QString none = QStringLiteral("none");
     const QString proxy = QStringLiteral("--proxy-config");
-    report("curl -o FILE", runChild({curl, QStringLiteral("-s"), QStringLiteral("-o"), output, server.url("/plain")}),
-           curlIdle);
+    report("curl -o FILE", runChild({curl, QStringLiteral("-s"), QStringLiteral("-o"), output, plainURL}), curlIdle);
     report("kea-cli fetch -o FILE (own)",
-           runChild({kea, QStringLiteral("fetch"), server.url("/plain"), proxy, none, QStringLiteral("-o"), output}),
-           keaIdle);
+           runChild({kea, QStringLiteral("fetch"), plainURL, proxy, none, QStringLiteral("-o"), output}), keaIdle);
     report("kea-cli fetch -o FILE (libcurl)",
-           runChild({kea, QStringLiteral("fetch"), server.url("/plain"), proxy, none, QStringLiteral("--engine"),
+           runChild({kea, QStringLiteral("fetch"), plainURL, proxy, none, QStringLiteral("--engine"),
                      QStringLiteral("libcurl"), QStringLiteral("-o"), output}),
            keaIdle);
-    report("curl > /dev/null", runChild({curl, QStringLiteral("-s"), server.url("/plain")}), curlIdle);
-    report("kea-cli fetch > /dev/null (own)",
-           runChild({kea, QStringLiteral("fetch"), server.url("/plain"), proxy, none}), keaIdle);
+    report("curl > /dev/null", runChild({curl, QStringLiteral("-s"), plainURL}), curlIdle);
+    report("kea-cli fetch > /dev/null (own)", runChild({kea, QStringLiteral("fetch"), plainURL, proxy, none}), keaIdle);
     if (withGzip) {
         report("curl --compressed -o FILE (gzip)",
-               runChild({curl, QStringLiteral("-s"), QStringLiteral("--compressed"), QStringLiteral("-o"), output,
-                         server.url("/gzip")}),
+               runChild(
+                   {curl, QStringLiteral("-s"), QStringLiteral("--compressed"), QStringLiteral("-o"), output, gzipURL}),
                curlIdle);
         report("kea-cli fetch -o FILE (gzip, own)",
-               runChild({kea, QStringLiteral("fetch"), server.url("/gzip"), proxy, none, QStringLiteral("-o"), output}),
-               keaIdle);
+               runChild({kea, QStringLiteral("fetch"), gzipURL, proxy, none, QStringLiteral("-o"), output}), keaIdle);
     }
     return 0;
 }
