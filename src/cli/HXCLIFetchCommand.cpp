@@ -10,6 +10,7 @@
 
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QUrl>
 
 namespace {
@@ -229,7 +230,17 @@ int runFetch(const QStringList &arguments)
     const std::unique_ptr<HXHTTPRequest> created = library.createRequest(url);
     HXHTTPRequest &request = *created;
     request.setURLText(urlText);
-    request.setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
+    const HXHTTPSettings settings = HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults());
+    request.setSettings(settings);
+    // With -o the body goes to the file as it arrives, never whole into
+    // memory; without, a large body waits in a temporary file.
+    HXHTTPResponseBodyStorage bodyStorage;
+    bodyStorage.memoryLimit = settings.responseMemoryLimit;
+    if (output.isOpen()) {
+        output.close();
+        bodyStorage.outputFile = QFileInfo(outputPath).absoluteFilePath();
+    }
+    request.setResponseBodyStorage(bodyStorage);
     request.setMethod(!method.isEmpty() ? method : hasBody ? QStringLiteral("POST") : QStringLiteral("GET"));
     request.setRequestHeaders(headers);
     request.setRequestBodyData(body);
@@ -249,14 +260,16 @@ int runFetch(const QStringList &arguments)
         return HXCLIExitFailure;
     }
     HXCLI::writeServerText(request.headersData());
-    if (output.isOpen()) {
-        if (output.write(request.responseData()) != request.responseData().size()) {
-            HXCLI::writeErr(
-                QStringLiteral("kea-cli: fetch: cannot write %1: %2\n").arg(outputPath, output.errorString()));
+    // In pieces: a body kept in a file is never read whole.
+    const HXHTTPResponseBody &received = request.responseBody();
+    constexpr qint64 pieceLength = 1024 * 1024;
+    for (qint64 at = 0; bodyStorage.outputFile.isEmpty() && at < received.size(); at += pieceLength) {
+        const HXResult<QByteArray> piece = received.read(at, pieceLength);
+        if (!piece.ok()) {
+            HXCLI::writeErr(QStringLiteral("kea-cli: fetch: %1\n").arg(piece.error().description));
             return HXCLIExitFailure;
         }
-    } else {
-        HXCLI::writeServerBody(request.responseData());
+        HXCLI::writeServerBody(*piece);
     }
     return HXCLIExitSuccess;
 }

@@ -130,7 +130,14 @@ void HXRequestHandler::_sendRequest(HXRequest *request, std::optional<SendInfo> 
     engineRequest->setParent(this);
     engineRequest->setDelegate(this);
     engineRequest->setURLText(assembly.URLText);
-    engineRequest->setSettings(HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults()));
+    const HXHTTPSettings settings = HXHTTPSettings::fromUserDefaults(HXUserDefaults::standardUserDefaults());
+    engineRequest->setSettings(settings);
+    // Large bodies wait in a file beside the response store, which then
+    // keeps them by linking that file.
+    HXHTTPResponseBodyStorage bodyStorage;
+    bodyStorage.memoryLimit = settings.responseMemoryLimit;
+    bodyStorage.temporaryDirectory = HXResponseManager::bodiesDirectory();
+    engineRequest->setResponseBodyStorage(bodyStorage);
 
     const QVariant storedTimeout = request->valueForKey(QStringLiteral("timeoutInterval"));
     float timeout = storedTimeout.isValid() ? float(storedTimeout.toDouble()) : 0.0f;
@@ -303,7 +310,7 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
         response = _info(engineRequest)->response;
     }
     response->setDownloadTime(double(info.startDate.msecsTo(QDateTime::currentDateTimeUtc())) / 1000.0);
-    response->setBodyData(engineRequest->responseData());
+    response->setBody(engineRequest->responseBody());
 
     const qint64 statusCode = engineRequest->responseStatusCode();
     if (soundsEnabled()) {

@@ -10,8 +10,11 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QRegularExpression>
+#include <QUuid>
 
 #include <algorithm>
 
@@ -42,12 +45,9 @@ const bool g_providerInstalled = [] {
     return true;
 }();
 
-const char selectColumns[] = "SELECT id, requestUUID, date, responseTime, downloadTime, headersData FROM HXResponse";
-
-bool sameBytes(const QByteArray &a, const QByteArray &b)
-{
-    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
-}
+const char selectColumns[] =
+    "SELECT HXResponse.id, requestUUID, date, responseTime, downloadTime, headersData, HXResponseBodyFile.fileName "
+    "FROM HXResponse LEFT JOIN HXResponseBodyFile ON HXResponseBodyFile.id = HXResponse.id";
 
 void logFetchFailure(const HXError &error)
 {
@@ -91,6 +91,8 @@ void HXResponseManager::resetMoveToTrash(bool moveToTrash)
         _moveStoreToTrash(path, trashNameForDate(QDateTime::currentDateTime()));
     else
         _deleteStoreFiles(path);
+    // Large bodies go with the history they belonged to.
+    QDir(bodiesDirectory()).removeRecursively();
     Q_EMIT notifier->responsesManagedObjectContextDidChange();
     Q_EMIT notifier->responseManagerDidResetAllResponses();
 }
@@ -116,7 +118,7 @@ QString HXResponseManager::trashNameForDate(const QDateTime &date)
 
 HXResult<void> HXResponseManager::prepareSchema(HXSQLiteDatabase &database)
 {
-    return prepareVersionedSchema(
+    HXResult<void> prepared = prepareVersionedSchema(
         database, 1,
         QStringLiteral("CREATE TABLE IF NOT EXISTS HXResponse (id INTEGER PRIMARY KEY, requestUUID TEXT NOT NULL, "
                        "date INTEGER NOT NULL, responseTime REAL NOT NULL DEFAULT 0, "
@@ -125,6 +127,12 @@ HXResult<void> HXResponseManager::prepareSchema(HXSQLiteDatabase &database)
                        "CREATE INDEX IF NOT EXISTS HXResponseByDate ON HXResponse (date);"),
         {QStringLiteral(
             "SELECT id, requestUUID, date, responseTime, downloadTime, headersData, bodyData FROM HXResponse")});
+    if (!prepared)
+        return prepared;
+    // Bodies kept as files, by row; added to stores made before there were
+    // any, which read on as they are.
+    return database.execute(QStringLiteral(
+        "CREATE TABLE IF NOT EXISTS HXResponseBodyFile (id INTEGER PRIMARY KEY, fileName TEXT NOT NULL)"));
 }
 
 std::shared_ptr<HXResponse> HXResponseManager::insertNewResponse()
@@ -164,21 +172,25 @@ HXResponseManager::Snapshot HXResponseManager::_snapshotOf(const HXResponse &res
     snapshot.responseTime = response.responseTime();
     snapshot.downloadTime = response.downloadTime();
     snapshot.body = std::make_shared<std::optional<QByteArray>>();
-    if (!response.hasPendingBodyLoader())
+    if (response.bodyFile().isInFile())
+        snapshot.bodyFile = response.bodyFile().fileName();
+    else if (!response.hasPendingBodyLoader())
         *snapshot.body = response.bodyData();
     return snapshot;
 }
 
 bool HXResponseManager::_isChanged(const HXResponse &response, const Snapshot &saved) const
 {
-    if (!sameBytes(response.headersData(), saved.headersData) || response.requestUUID() != saved.requestUUID ||
+    if (!_sameBytes(response.headersData(), saved.headersData) || response.requestUUID() != saved.requestUUID ||
         response.date() != saved.date || response.responseTime() != saved.responseTime ||
         response.downloadTime() != saved.downloadTime)
         return true;
-    if (response.hasPendingBodyLoader())
-        return false;
-    // No known stored body while no loader is pending: the body was set.
-    return !saved.body->has_value() || !sameBytes(response.bodyData(), **saved.body);
+    return _isBodyChanged(response, saved);
+}
+
+bool HXResponseManager::_sameBytes(const QByteArray &a, const QByteArray &b)
+{
+    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
 }
 
 void HXResponseManager::_pruneRegistry()
@@ -203,13 +215,21 @@ HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database
     m_written.clear();
     if (!m_deleted.isEmpty()) {
         auto remove = database.prepare(QStringLiteral("DELETE FROM HXResponse WHERE id = ?"));
+        auto removeFile = database.prepare(QStringLiteral("DELETE FROM HXResponseBodyFile WHERE id = ? "
+                                                          "RETURNING fileName"));
         if (!remove)
             return remove.error();
+        if (!removeFile)
+            return removeFile.error();
         for (qint64 row : std::as_const(m_deleted)) {
             remove->bindInt64(1, row);
             if (auto done = remove->run(); !done)
                 return done;
             remove->reset();
+            removeFile->bindInt64(1, row);
+            while (removeFile->step() == HXSQLiteStatement::Row)
+                m_bodyFilesDropped.append(bodiesDirectory() + u'/' + removeFile->text(0));
+            removeFile->reset();
         }
     }
     auto bindRow = [](HXSQLiteStatement &statement, const HXResponse &response) {
@@ -227,11 +247,20 @@ HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database
             return insert.error();
         for (const std::shared_ptr<HXResponse> &response : m_inserted) {
             bindRow(*insert, *response);
-            insert->bindBlob(6, response->bodyData());
+            const bool large =
+                response->bodyFile().isInFile() ||
+                response->bodyData().size() > (m_largestBodyInRow >= 0 ? m_largestBodyInRow : database.lengthLimit());
+            if (!large)
+                insert->bindBlob(6, response->bodyData());
             if (auto done = insert->run(); !done)
                 return done;
             insert->reset();
-            m_written.emplace_back(response, database.lastInsertRowId());
+            const qint64 row = database.lastInsertRowId();
+            if (large) {
+                if (HXResult<bool> kept = _writeBodyFile(*response, database, row); !kept.ok())
+                    return kept.error();
+            }
+            m_written.emplace_back(response, row);
         }
     }
     auto update = database.prepare(QStringLiteral("UPDATE HXResponse SET requestUUID = ?, date = ?, responseTime = ?, "
@@ -250,13 +279,27 @@ HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database
         if (auto done = update->run(); !done)
             return done;
         update->reset();
-        if (!response->hasPendingBodyLoader() &&
-            (!entry.saved.body->has_value() || !sameBytes(response->bodyData(), **entry.saved.body))) {
-            updateBody->bindBlob(1, response->bodyData());
+        if (_isBodyChanged(*response, entry.saved)) {
+            HXResult<bool> inFile = _writeBodyFile(*response, database, row);
+            if (!inFile.ok())
+                return inFile.error();
+            if (*inFile)
+                updateBody->bindNull(1);
+            else
+                updateBody->bindBlob(1, response->bodyData());
             updateBody->bindInt64(2, row);
             if (auto done = updateBody->run(); !done)
                 return done;
             updateBody->reset();
+            if (!*inFile && !entry.saved.bodyFile.isEmpty()) {
+                auto forget = database.prepare(QStringLiteral("DELETE FROM HXResponseBodyFile WHERE id = ?"));
+                if (!forget)
+                    return forget.error();
+                forget->bindInt64(1, row);
+                if (auto done = forget->run(); !done)
+                    return done;
+                m_bodyFilesDropped.append(entry.saved.bodyFile);
+            }
         }
         m_written.emplace_back(response, row);
     }
@@ -265,6 +308,11 @@ HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database
 
 void HXResponseManager::didWritePendingChanges(bool committed)
 {
+    // Files of a write that did not commit, or of rows that are gone.
+    for (const QString &file : std::as_const(committed ? m_bodyFilesDropped : m_bodyFilesMade))
+        QFile::remove(file);
+    m_bodyFilesDropped.clear();
+    m_bodyFilesMade.clear();
     if (committed) {
         m_deleted.clear();
         m_inserted.clear();
@@ -294,6 +342,22 @@ std::shared_ptr<HXResponse> HXResponseManager::_responseForRow(const HXSQLiteSta
     response->setResponseTime(row.real(3));
     response->setDownloadTime(row.real(4));
     response->setHeadersData(row.blob(5));
+    if (!row.isNull(6)) {
+        // A body kept as a file: opened now, read on first use.
+        const QString name = row.text(6);
+        HXResult<HXHTTPResponseBody> body =
+            QFileInfo(name).fileName() == name && !name.startsWith(u'.')
+                ? HXHTTPResponseBody::openFile(bodiesDirectory() + u'/' + name)
+                : HXResult<HXHTTPResponseBody>(HXError(QString::fromLatin1(HXSQLiteDatabase::errorDomain), -1,
+                                                       QStringLiteral("unfit body file name %1").arg(name)));
+        if (body.ok())
+            response->setBody(*body);
+        else
+            logFetchFailure(body.error());
+        entry.response = response;
+        entry.saved = _snapshotOf(*response);
+        return response;
+    }
     auto body = std::make_shared<std::optional<QByteArray>>();
     std::weak_ptr<HXSQLiteDatabase> database = weakDatabase();
     response->setBodyLoader([database, id, body]() -> QByteArray {
@@ -326,8 +390,8 @@ QList<std::shared_ptr<HXResponse>> HXResponseManager::_fetch(const QString &requ
         if (response->requestUUID() == requestUUID)
             result.append(response);
     if (HXSQLiteDatabase *database = this->database()) {
-        QString sql =
-            QString::fromLatin1(selectColumns) + QStringLiteral(" WHERE requestUUID = ? ORDER BY date DESC, id DESC");
+        QString sql = QString::fromLatin1(selectColumns) +
+                      QStringLiteral(" WHERE requestUUID = ? ORDER BY date DESC, HXResponse.id DESC");
         if (limit > 0)
             sql += QStringLiteral(" LIMIT %1").arg(limit);
         auto select = database->prepare(sql);

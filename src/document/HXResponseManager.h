@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QSet>
+#include <QStringList>
 
 #include <map>
 #include <memory>
@@ -48,6 +49,13 @@ public:
     static void resetMoveToTrash(bool moveToTrash);
 
     static QString responsesDatabaseName() { return QStringLiteral("Responses.sqlite"); }
+    // The folder beside the store where bodies too large for a row are kept
+    // as files (and where engines put their temporary body files, so that
+    // keeping one is a link, not a copy).
+    static QString bodiesDirectory();
+    // Bodies longer than this are kept as files; by default SQLite's own
+    // length limit (about 1e9 bytes). Lower it to test the file path.
+    void setLargestBodyInRow(qint64 length) { m_largestBodyInRow = length; }
     QString databaseName() const override { return responsesDatabaseName(); }
     QString trashName() const override;
     static QString trashNameForDate(const QDateTime &date);
@@ -90,6 +98,8 @@ private:
         double downloadTime = 0;
         // The body as stored, once known (written, or read by the loader).
         std::shared_ptr<std::optional<QByteArray>> body;
+        // The file of a body kept as one.
+        QString bodyFile;
     };
     struct Entry
     {
@@ -101,6 +111,11 @@ private:
     std::shared_ptr<HXResponse> _responseForRow(const HXSQLiteStatement &row);
     static Snapshot _snapshotOf(const HXResponse &response);
     bool _isChanged(const HXResponse &response, const Snapshot &saved) const;
+    static bool _sameBytes(const QByteArray &a, const QByteArray &b);
+    static bool _isBodyChanged(const HXResponse &response, const Snapshot &saved);
+    // Keeps a large body as a file and records it for row `row`; a small
+    // one stays for the row itself (false).
+    HXResult<bool> _writeBodyFile(HXResponse &response, HXSQLiteDatabase &database, qint64 row);
     void _pruneRegistry();
 
     std::map<qint64, Entry> m_registry;
@@ -108,4 +123,9 @@ private:
     QSet<qint64> m_deleted;
     // Filled while writing, applied once the transaction committed.
     std::vector<std::pair<std::shared_ptr<HXResponse>, qint64>> m_written;
+    // Body files made by this write (removed if it does not commit) and
+    // those of deleted rows (removed once it did).
+    QStringList m_bodyFilesMade;
+    QStringList m_bodyFilesDropped;
+    qint64 m_largestBodyInRow = -1;
 };

@@ -1,5 +1,7 @@
 #include "HXSQLiteDatabase.h"
 
+#include <climits>
+
 #include <QFile>
 
 #include <sqlite3.h>
@@ -13,7 +15,8 @@ HXSQLiteStatement::~HXSQLiteStatement()
 }
 
 HXSQLiteStatement::HXSQLiteStatement(HXSQLiteStatement &&other) noexcept
-    : m_statement(std::exchange(other.m_statement, nullptr)), m_database(other.m_database)
+    : m_statement(std::exchange(other.m_statement, nullptr)), m_database(other.m_database),
+      m_bindError(std::move(other.m_bindError))
 {}
 
 HXSQLiteStatement &HXSQLiteStatement::operator=(HXSQLiteStatement &&other) noexcept
@@ -23,6 +26,7 @@ HXSQLiteStatement &HXSQLiteStatement::operator=(HXSQLiteStatement &&other) noexc
             sqlite3_finalize(m_statement);
         m_statement = std::exchange(other.m_statement, nullptr);
         m_database = other.m_database;
+        m_bindError = std::move(other.m_bindError);
     }
     return *this;
 }
@@ -76,8 +80,13 @@ void HXSQLiteStatement::bindBlob(int index, const QByteArray &bytes)
     // A non-null pointer even for an empty array, so that it stays an empty
     // blob rather than NULL.
     static const char empty = 0;
-    sqlite3_bind_blob64(m_statement, index, bytes.isEmpty() ? &empty : bytes.constData(), sqlite3_uint64(bytes.size()),
-                        SQLITE_TRANSIENT);
+    const int bound = sqlite3_bind_blob64(m_statement, index, bytes.isEmpty() ? &empty : bytes.constData(),
+                                          sqlite3_uint64(bytes.size()), SQLITE_TRANSIENT);
+    if (bound != SQLITE_OK && !m_bindError)
+        m_bindError = HXError(QString::fromLatin1(HXSQLiteDatabase::errorDomain), bound,
+                              QStringLiteral("a value of %1 bytes cannot be stored: %2")
+                                  .arg(bytes.size())
+                                  .arg(QString::fromUtf8(sqlite3_errstr(bound))));
 }
 
 void HXSQLiteStatement::bindInt64(int index, qint64 value)
@@ -111,6 +120,8 @@ HXSQLiteStatement::Step HXSQLiteStatement::step()
 
 HXResult<void> HXSQLiteStatement::run()
 {
+    if (m_bindError)
+        return *m_bindError;
     for (;;) {
         switch (step()) {
         case Row:
@@ -127,6 +138,7 @@ void HXSQLiteStatement::reset()
 {
     sqlite3_reset(m_statement);
     sqlite3_clear_bindings(m_statement);
+    m_bindError.reset();
 }
 
 bool HXSQLiteStatement::isNull(int column) const
@@ -304,4 +316,14 @@ QString HXSQLiteDatabase::integrityCheck()
 QStringList HXSQLiteDatabase::databaseFiles(const QString &path)
 {
     return {path, path + QStringLiteral("-wal"), path + QStringLiteral("-shm")};
+}
+
+qint64 HXSQLiteDatabase::lengthLimit() const
+{
+    return sqlite3_limit(m_database, SQLITE_LIMIT_LENGTH, -1);
+}
+
+void HXSQLiteDatabase::setLengthLimit(qint64 length)
+{
+    sqlite3_limit(m_database, SQLITE_LIMIT_LENGTH, int(qBound(qint64(0), length, qint64(INT_MAX))));
 }

@@ -7,6 +7,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -56,6 +57,9 @@ private:
 
     sqlite3_stmt *m_statement = nullptr;
     sqlite3 *m_database = nullptr;
+    // A value that could not be bound (such as a blob over SQLite's length
+    // limit, which would otherwise be stored as NULL); run() reports it.
+    std::optional<HXError> m_bindError;
 };
 
 // One open SQLite database file: opened in write-ahead-log mode with
@@ -83,6 +87,10 @@ public:
     HXResult<QVariant> scalar(const QString &sql);
 
     qint64 lastInsertRowId() const;
+    // The longest text or blob this connection stores (SQLite's length
+    // limit), and a way to lower it.
+    qint64 lengthLimit() const;
+    void setLengthLimit(qint64 length);
     int changes() const;
 
     // BEGIN IMMEDIATE / COMMIT / ROLLBACK.

@@ -24,7 +24,7 @@ HXDynamicResult HXResponseBodyLengthDynamicValue::evaluate()
         return {};
     if (response->headersDictionary().contains(QStringLiteral("Content-Length")))
         return response->headerValueForName(QStringLiteral("Content-Length"));
-    return QString::number(qint64(response->bodyData().size()));
+    return QString::number(qint64(response->bodyLength()));
 }
 
 QString HXResponseBodyLengthDynamicValue::displayString() const

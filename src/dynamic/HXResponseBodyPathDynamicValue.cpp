@@ -25,7 +25,7 @@ const QList<HXDynamicProperty> &HXResponseBodyPathDynamicValue::dynamicKeyPaths(
 HXDynamicResult HXResponseBodyPathDynamicValue::evaluate()
 {
     const std::shared_ptr<HXResponse> response = lastResponse();
-    if (response == nullptr || response->bodyData().isEmpty())
+    if (response == nullptr || response->bodyLength() == 0)
         return {};
     quint32 chosen = format();
     if (chosen == FormatAutomatic) {

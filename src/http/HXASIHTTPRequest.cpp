@@ -96,6 +96,7 @@ HXCurlTransferSettings HXASIHTTPRequest::transferSettings() const
     for (auto it = headers.cbegin(); it != headers.cend(); ++it)
         settings.headers.append({it.key(), it.value()});
     settings.body = requestBodyData();
+    settings.bodyStorage = responseBodyStorage();
     settings.userAgent = defaultUserAgent().toUtf8();
     settings.inactivityTimeout = timeoutInterval();
     settings.handleCookies = shouldHandleCookies();
@@ -189,12 +190,13 @@ void HXASIHTTPRequest::receiveHead(const HXCurlTransferResponse &response)
 void HXASIHTTPRequest::complete(HXCurlTransferResponse response)
 {
     m_transfer = 0;
-    m_responseData = std::move(response.body);
+    m_responseBody = std::move(response.body);
     if (response.curlCode == CURLE_OK) {
         notifyFinished();
         return;
     }
     qCDebug(lcKeaHttp) << "libcurl request to" << URL().toDisplayString() << "failed:" << response.curlCode
                        << response.errorText;
-    notifyFailure(translatedError(response.curlCode, response.errorText));
+    notifyFailure(response.storageError.isNull() ? translatedError(response.curlCode, response.errorText)
+                                                 : response.storageError);
 }

@@ -72,8 +72,14 @@ size_t headerCallback(char *data, size_t size, size_t count, void *context)
             const qint64 declared =
                 HXHTTPHeaders::valueForHTTPHeaderName(response.headers, QStringLiteral("Content-Length")).toLongLong();
             if (declared > 0 && transfer->settings.method != "HEAD" &&
-                !HXHTTPHeaders::hasHTTPHeaderName(response.headers, QStringLiteral("Content-Encoding")))
-                response.body.reserve(qMin<qint64>(declared, qint64(1) << 30));
+                !HXHTTPHeaders::hasHTTPHeaderName(response.headers, QStringLiteral("Content-Encoding"))) {
+                // A body that will not stay in memory goes to its file at
+                // once; one that will is sized once.
+                if (HXResult<void> expected = response.body.expectLength(declared); !expected.ok())
+                    response.storageError = expected.error();
+                else if (QByteArray *memory = response.body.memoryBuffer())
+                    memory->reserve(qMin<qint64>(declared, qint64(1) << 30));
+            }
             transfer->reportHead();
         }
     } else if ((line.startsWith(' ') || line.startsWith('\t')) && !response.headers.isEmpty()) {
@@ -92,7 +98,13 @@ size_t writeCallback(char *data, size_t size, size_t count, void *context)
     transfer->lastActivity = Clock::now();
     if (!transfer->headReported)
         transfer->reportHead();
-    transfer->response.body.append(data, qsizetype(length));
+    if (!transfer->response.storageError.isNull())
+        return 0;
+    HXResult<void> appended = transfer->response.body.append(QByteArrayView(data, qsizetype(length)));
+    if (!appended.ok()) {
+        transfer->response.storageError = appended.error();
+        return 0; // libcurl ends the transfer with a write error
+    }
     return length;
 }
 
@@ -131,6 +143,7 @@ public:
         auto transfer = std::make_unique<Transfer>();
         transfer->id = ++m_lastID;
         transfer->settings = settings;
+        transfer->response.body = HXHTTPResponseBody(settings.bodyStorage);
         transfer->observer = std::move(observer);
         const HXCurlMultiWorker::TransferID id = transfer->id;
         {
@@ -303,7 +316,9 @@ private:
     {
         HXCurlTransferResponse response = std::move(transfer.response);
         response.curlCode = int(result);
-        if (result != CURLE_OK)
+        if (!response.storageError.isNull())
+            response.errorText = response.storageError.description;
+        else if (result != CURLE_OK)
             response.errorText =
                 QString::fromUtf8(transfer.errorBuffer[0] != '\0' ? transfer.errorBuffer : curl_easy_strerror(result));
         else if (!transfer.headReported)

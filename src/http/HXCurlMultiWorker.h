@@ -1,6 +1,8 @@
 #pragma once
 
+#include "HXError.h"
 #include "HXHTTPHeaderField.h"
+#include "HXHTTPResponseBody.h"
 
 #include <QByteArray>
 #include <QString>
@@ -29,6 +31,8 @@ struct HXCurlTransferSettings
     Proxy proxy = Proxy::LibraryDefault;
     QByteArray proxyHost;
     int proxyPort = 0;
+    // Where the body goes as it arrives.
+    HXHTTPResponseBodyStorage bodyStorage;
 };
 
 // What came back: the head of the final response and, at the end, the body
@@ -38,9 +42,11 @@ struct HXCurlTransferResponse
     QByteArray statusLine; // as received, without the line break ("HTTP/2 200")
     long statusCode = 0;
     HXHTTPHeaderList headers; // in received order
-    QByteArray body;
+    HXHTTPResponseBody body;
     int curlCode = 0; // CURLcode; 0 when the transfer succeeded
     QString errorText;
+    // Set when the body could not be stored (the transfer then fails).
+    HXError storageError;
 };
 
 // Receives a transfer's events on the worker thread.

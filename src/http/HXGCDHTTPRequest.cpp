@@ -38,6 +38,7 @@ void HXGCDHTTPRequest::_start()
     transfer->requestBody = requestBodyData();
     transfer->ignoreSSLCertificatesValidation = ignoreSSLCertificatesValidation();
     transfer->maximumResponseLength = maximumResponseLength();
+    transfer->responseBodyStorage = responseBodyStorage();
     transfer->link = m_link;
     m_transfer = transfer;
     restartTimeoutTimer();

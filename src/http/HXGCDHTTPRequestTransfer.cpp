@@ -88,6 +88,7 @@ void HXGCDHTTPRequestTransfer::createRequestAndStart()
     socketMiddleware.reset(new HXGCDAsyncSocketMiddleware(this));
     reader = std::make_unique<HXHTTPResponseReader>(socketMiddleware.get(), this, method);
     reader->setMaximumBodyLength(maximumResponseLength);
+    reader->setBodyStorage(responseBodyStorage);
     const HXResult<void> connecting = socketMiddleware->connectToHost(connectionHost, connectionPort);
     if (!connecting.ok()) {
         failWithError(connecting.error());
@@ -134,10 +135,10 @@ void HXGCDHTTPRequestTransfer::failWithError(const HXError &given)
     qCDebug(lcKeaHttp) << "request to" << url.toDisplayString() << "failed:" << error.description;
     if (socketMiddleware)
         socketMiddleware->clearDelegateAndDisconnect();
-    QByteArray partial = reader ? std::move(reader->responseData()) : QByteArray();
+    HXHTTPResponseBody partial = reader ? std::move(reader->body()) : HXHTTPResponseBody();
     postToFront([error, partial = std::move(partial)](HXGCDHTTPRequest &front) mutable {
         front.m_timeoutTimer.stop();
-        front.m_responseData = std::move(partial);
+        front.m_responseBody = std::move(partial);
         front.notifyFailure(error);
     });
     deferCleanup();
@@ -308,9 +309,9 @@ void HXGCDHTTPRequestTransfer::responseReaderDidFinish()
     if (isFinal())
         return;
     status = StatusFinished;
-    postToFront([body = std::move(reader->responseData())](HXGCDHTTPRequest &front) mutable {
+    postToFront([body = std::move(reader->body())](HXGCDHTTPRequest &front) mutable {
         front.m_timeoutTimer.stop();
-        front.m_responseData = std::move(body);
+        front.m_responseBody = std::move(body);
         front.notifyFinished();
     });
     if (socketMiddleware)

@@ -49,6 +49,7 @@ public:
     QByteArray requestBody;
     bool ignoreSSLCertificatesValidation = false;
     qint64 maximumResponseLength = 0;
+    HXHTTPResponseBodyStorage responseBodyStorage;
     std::shared_ptr<HXGCDHTTPRequestLink> link;
 
     int status = StatusCreated;

@@ -5,7 +5,8 @@
 
 #include <optional>
 
-// Inflates a gzip-wrapped body (RFC 1952), members one after the other.
+// Inflates a whole gzip-wrapped body (RFC 1952), members one after the
+// other, in one call; HXContentInflater does it piece by piece.
 class HXGzipDecoder
 {
 public:

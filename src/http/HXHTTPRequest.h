@@ -6,6 +6,7 @@
 #include "HXHTTPRequestDelegate.h"
 #include "HXHTTPRequestError.h"
 #include "HXHTTPRequestLibrary.h"
+#include "HXHTTPResponseBody.h"
 #include "HXHTTPSettings.h"
 #include "HXServerTrust.h"
 
@@ -82,6 +83,10 @@ public:
     static constexpr qint64 defaultMaximumResponseLength = qint64(4) * 1024 * 1024 * 1024;
     qint64 maximumResponseLength() const { return m_maximumResponseLength; }
     void setMaximumResponseLength(qint64 length) { m_maximumResponseLength = length; }
+    // Where the response body goes while it arrives: memory up to a limit,
+    // then a temporary file; or straight into an output file.
+    const HXHTTPResponseBodyStorage &responseBodyStorage() const { return m_responseBodyStorage; }
+    void setResponseBodyStorage(const HXHTTPResponseBodyStorage &storage) { m_responseBodyStorage = storage; }
 
     // Begins the transfer and returns at once. Main thread only; once.
     void start();
@@ -95,7 +100,9 @@ public:
     QString responseStatusLine() const { return m_responseStatusLine; }
     QString responseStatusReasonPhrase() const { return m_responseStatusReasonPhrase; }
     const HXHTTPHeaderDictionary &responseHeaders() const { return m_responseHeaders; }
-    const QByteArray &responseData() const { return m_responseData; }
+    // The body, in memory or in a file; responseData() reads all of it.
+    const HXHTTPResponseBody &responseBody() const { return m_responseBody; }
+    QByteArray responseData() const { return m_responseBody.data(); }
     const QByteArray &headersData() const { return m_headersData; }
 
     // Which engine this is.
@@ -147,7 +154,7 @@ protected:
     QString m_responseStatusLine;
     QString m_responseStatusReasonPhrase;
     HXHTTPHeaderDictionary m_responseHeaders;
-    QByteArray m_responseData;
+    HXHTTPResponseBody m_responseBody;
     QByteArray m_headersData;
     HXError m_error;
 
@@ -166,6 +173,7 @@ private:
     bool m_followRedirects = false;
     HXHTTPSettings m_settings;
     qint64 m_maximumResponseLength = defaultMaximumResponseLength;
+    HXHTTPResponseBodyStorage m_responseBodyStorage;
     bool m_started = false;
     bool m_ended = false;
 };

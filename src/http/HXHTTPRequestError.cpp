@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 
+#include <cstring>
+
 const QString HXHTTPRequestErrorDomain = QStringLiteral("kestrelworks.Kea.HTTPRequestErrorDomain");
 
 namespace {
@@ -81,4 +83,13 @@ HXError HXHTTPRequestResponseTooLargeError(qint64 maximumLength)
                                                           "The response is larger than the maximum of %1 bytes; "
                                                           "raise the maximum response size to receive it.")
                                   .arg(maximumLength));
+}
+
+HXError HXHTTPRequestResponseStorageError(const QString &action, const QString &path, int errorNumber)
+{
+    return HXHTTPRequestError(HXHTTPRequestErrorCode::ResponseStorage,
+                              QCoreApplication::translate("HXHTTPRequest",
+                                                          "The response body could not be stored (%1 %2: %3); free "
+                                                          "disk space or choose another folder.")
+                                  .arg(action, path, QString::fromLocal8Bit(std::strerror(errorNumber))));
 }

@@ -22,6 +22,9 @@ enum class HXHTTPRequestErrorCode : qint64 {
     UnsafeRequest = 4,
     // The response body (decoded) is longer than the request's maximum.
     ResponseTooLarge = 5,
+    // The response body could not be written where it is kept (a full disk,
+    // an unwritable folder); the system's reason is in the description.
+    ResponseStorage = 6,
     // The server's certificate chain was refused.
     InvalidCertificate = 2894,
     // Not an http or https URL, or one without a host.
@@ -52,6 +55,9 @@ const HXError &HXHTTPRequestPACFileError();
 
 // The ResponseTooLarge error for a maximum of `maximumLength` bytes.
 HXError HXHTTPRequestResponseTooLargeError(qint64 maximumLength);
+// The ResponseStorage error: what failed (`action`, such as "write") on which
+// file or folder, with the system's reason for `errorNumber`.
+HXError HXHTTPRequestResponseStorageError(const QString &action, const QString &path, int errorNumber);
 
 // `error` (same domain, code and description) with `underlying` attached.
 inline HXError errorWithUnderlyingError(const HXError &error, const HXError &underlying)

@@ -73,6 +73,20 @@ void HXHTTPResponseReader::readHTTPResponseBody()
         m_decoder = HXHTTPBodyDecoder::untilClose();
     }
     m_decoder->setMaximumBodyLength(m_maximumBodyLength);
+    m_body = HXHTTPResponseBody(m_storage);
+    if (HXContentInflater::decodesContentEncoding(fields.value(QStringLiteral("Content-Encoding")))) {
+        m_inflater = std::make_unique<HXContentInflater>(m_maximumBodyLength);
+        // The compressed bytes are kept beside (in memory, then a file of
+        // their own) in case they turn out damaged.
+        HXHTTPResponseBodyStorage receivedStorage = m_storage;
+        receivedStorage.outputFile.clear();
+        m_received = HXHTTPResponseBody(receivedStorage);
+    } else if (m_decoder->framing() == HXHTTPBodyDecoder::Framing::ContentLength) {
+        if (HXResult<void> expected = m_body.expectLength(m_contentLength); !expected.ok()) {
+            fail(expected.error());
+            return;
+        }
+    }
     if (m_decoder->isBodyComplete())
         finishResponseBody();
     else
@@ -81,11 +95,20 @@ void HXHTTPResponseReader::readHTTPResponseBody()
 
 void HXHTTPResponseReader::readBodyPiece()
 {
-    QByteArray *destination =
-        m_decoder->framing() == HXHTTPBodyDecoder::Framing::Chunked ? &m_chunkedBytes : &m_responseData;
-    const qint64 remaining = m_decoder->framing() == HXHTTPBodyDecoder::Framing::ContentLength
-                                 ? m_contentLength - m_decoder->bodyLength()
-                                 : 0;
+    // Plain bodies in memory are read in place; everything else goes
+    // through a piece buffer of bounded size.
+    constexpr qint64 pieceLength = 1024 * 1024;
+    const bool chunked = m_decoder->framing() == HXHTTPBodyDecoder::Framing::Chunked;
+    QByteArray *destination = chunked || m_inflater ? nullptr : m_body.memoryBuffer();
+    qint64 remaining = m_decoder->framing() == HXHTTPBodyDecoder::Framing::ContentLength
+                           ? m_contentLength - m_decoder->bodyLength()
+                           : 0;
+    m_readingInPlace = destination != nullptr;
+    if (destination == nullptr) {
+        m_piece.truncate(0);
+        destination = &m_piece;
+        remaining = remaining > 0 ? qMin(remaining, pieceLength) : (chunked ? 0 : pieceLength);
+    }
     m_middleware->readAvailableData(destination, TagBody, qsizetype(remaining));
 }
 
@@ -95,14 +118,27 @@ void HXHTTPResponseReader::bodyPieceArrived(qsizetype rangeStart, qsizetype rang
     qsizetype consumed = 0;
     HXHTTPBodyDecoder::Result result = HXHTTPBodyDecoder::Result::NeedMore;
     if (chunked) {
-        result = m_decoder->decode(m_chunkedBytes, consumed, &m_responseData);
-        m_chunkedBytes.clear();
-    } else {
+        m_decodedPiece.truncate(0);
+        result = m_decoder->decode(QByteArrayView(m_piece).sliced(rangeStart, rangeLength), consumed, &m_decodedPiece);
+        if (!deliver(m_decodedPiece))
+            return;
+    } else if (m_readingInPlace) {
         // The bytes are already in place; whatever follows the body is not
         // part of it.
-        result = m_decoder->decode(QByteArrayView(m_responseData).sliced(rangeStart, rangeLength), consumed, nullptr);
-        m_responseData.truncate(rangeStart + consumed);
+        QByteArray &memory = *m_body.memoryBuffer();
+        result = m_decoder->decode(QByteArrayView(memory).sliced(rangeStart, rangeLength), consumed, nullptr);
+        memory.truncate(rangeStart + consumed);
+        if (HXResult<void> kept = m_body.memoryBufferChanged(); !kept.ok()) {
+            fail(kept.error());
+            return;
+        }
+    } else {
+        const QByteArrayView piece = QByteArrayView(m_piece).sliced(rangeStart, rangeLength);
+        result = m_decoder->decode(piece, consumed, nullptr);
+        if (!deliver(piece.first(consumed)))
+            return;
     }
+    m_piece.truncate(0);
     if (result == HXHTTPBodyDecoder::Result::Invalid) {
         fail(m_decoder->failure() == HXHTTPBodyDecoder::Failure::TooLarge
                  ? HXHTTPRequestResponseTooLargeError(m_maximumBodyLength)
@@ -114,6 +150,57 @@ void HXHTTPResponseReader::bodyPieceArrived(qsizetype rangeStart, qsizetype rang
             m_delegate->responseReaderDidReceivePartialBody(rangeLength, m_decoder->bodyLength(), m_contentLength);
         readBodyPiece();
     }
+}
+
+bool HXHTTPResponseReader::deliver(QByteArrayView bytes)
+{
+    if (m_done)
+        return false;
+    if (!m_inflater) {
+        HXResult<void> appended = m_body.append(bytes);
+        if (!appended.ok())
+            fail(appended.error());
+        return appended.ok();
+    }
+    if (HXResult<void> kept = m_received.append(bytes); !kept.ok()) {
+        fail(kept.error());
+        return false;
+    }
+    switch (m_inflater->feed(bytes, m_body)) {
+    case HXContentInflater::Result::Ok:
+        return true;
+    case HXContentInflater::Result::Damaged:
+        return deliverAsReceived();
+    case HXContentInflater::Result::LimitReached:
+        fail(HXHTTPRequestResponseTooLargeError(m_maximumBodyLength));
+        return false;
+    case HXContentInflater::Result::StorageFailed:
+        fail(m_inflater->storageError());
+        return false;
+    }
+    return false;
+}
+
+bool HXHTTPResponseReader::deliverAsReceived()
+{
+    m_inflater.reset();
+    const HXHTTPResponseBody received = std::exchange(m_received, HXHTTPResponseBody());
+    if (m_storage.outputFile.isEmpty()) {
+        m_body = received;
+        return true;
+    }
+    // The output file is written over with the received bytes, in pieces.
+    m_body.clear();
+    constexpr qint64 pieceLength = 1024 * 1024;
+    for (qint64 at = 0; at < received.size(); at += pieceLength) {
+        HXResult<QByteArray> piece = received.read(at, pieceLength);
+        HXResult<void> appended = piece.ok() ? m_body.append(*piece) : HXResult<void>(piece.error());
+        if (!appended.ok()) {
+            fail(appended.error());
+            return false;
+        }
+    }
+    return true;
 }
 
 void HXHTTPResponseReader::socketMiddlewareDidDisconnectWithError(const HXError &error)
@@ -139,18 +226,26 @@ void HXHTTPResponseReader::finishResponseBody()
 {
     if (m_done)
         return;
-    if (!m_responseData.isEmpty() && m_head.headerFields.value(QStringLiteral("Content-Encoding")) == u"gzip") {
-        // Broken gzip is delivered as received, without an error; gzip
-        // that inflates beyond the maximum fails.
-        bool limitReached = false;
-        if (std::optional<QByteArray> inflated =
-                HXGzipDecoder::inflate(m_responseData, m_maximumBodyLength, &limitReached))
-            m_responseData = std::move(*inflated);
-        else if (limitReached) {
+    // An empty compressed body stays empty; a damaged one is handed over
+    // as received while it is at hand; one that inflates beyond the
+    // maximum fails.
+    if (m_inflater && m_decoder->bodyLength() > 0) {
+        switch (m_inflater->finish(m_body)) {
+        case HXContentInflater::Result::Ok:
+            break;
+        case HXContentInflater::Result::Damaged:
+            if (!deliverAsReceived())
+                return;
+            break;
+        case HXContentInflater::Result::LimitReached:
             fail(HXHTTPRequestResponseTooLargeError(m_maximumBodyLength));
+            return;
+        case HXContentInflater::Result::StorageFailed:
+            fail(m_inflater->storageError());
             return;
         }
     }
+    m_received = HXHTTPResponseBody();
     m_done = true;
     m_delegate->responseReaderDidFinish();
 }

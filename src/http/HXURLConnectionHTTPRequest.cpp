@@ -138,6 +138,7 @@ void HXURLConnectionHTTPRequest::_start()
         notifyFailure(HXHTTPRequestURLNotSupportedError());
         return;
     }
+    m_responseBody = HXHTTPResponseBody(responseBodyStorage());
     restartTimeoutTimer();
     sendRequest();
 }
@@ -216,12 +217,15 @@ void HXURLConnectionHTTPRequest::replyDidReceiveData()
     const QByteArray piece = m_reply->readAll();
     if (piece.isEmpty())
         return;
-    if (m_responseData.isEmpty())
-        m_responseData.reserve(piece.size());
-    m_responseData += piece;
+    if (HXResult<void> appended = m_responseBody.append(piece); !appended.ok()) {
+        m_timeoutTimer.stop();
+        releaseReply();
+        notifyFailure(appended.error());
+        return;
+    }
     const QVariant declared = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (declared.isValid() && declared.toLongLong() >= 0)
-        notifyPartialBody(piece.size(), m_responseData.size(), declared.toLongLong());
+        notifyPartialBody(piece.size(), m_responseBody.size(), declared.toLongLong());
 }
 
 void HXURLConnectionHTTPRequest::replyDidFinish()
@@ -235,7 +239,11 @@ void HXURLConnectionHTTPRequest::replyDidFinish()
     const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     if (answered && !m_timedOut && !m_trustRefused) {
         replyDidReceiveResponse();
-        m_responseData += reply->readAll();
+        if (HXResult<void> appended = m_responseBody.append(reply->readAll()); !appended.ok()) {
+            releaseReply();
+            notifyFailure(appended.error());
+            return;
+        }
     }
     releaseReply();
     if (m_trustRefused)

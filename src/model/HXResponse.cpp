@@ -24,8 +24,8 @@ HXResponse::~HXResponse() = default;
 
 HXResponse::HXResponse(const HXResponse &other)
     : m_headersData(other.m_headersData), m_bodyData(other.m_bodyData), m_bodyLoader(other.m_bodyLoader),
-      m_requestUUID(other.m_requestUUID), m_date(other.m_date), m_responseTime(other.m_responseTime),
-      m_downloadTime(other.m_downloadTime)
+      m_bodyFile(other.m_bodyFile), m_requestUUID(other.m_requestUUID), m_date(other.m_date),
+      m_responseTime(other.m_responseTime), m_downloadTime(other.m_downloadTime)
 {}
 
 HXResponse &HXResponse::operator=(const HXResponse &other)
@@ -34,6 +34,7 @@ HXResponse &HXResponse::operator=(const HXResponse &other)
         m_headersData = other.m_headersData;
         m_bodyData = other.m_bodyData;
         m_bodyLoader = other.m_bodyLoader;
+        m_bodyFile = other.m_bodyFile;
         m_requestUUID = other.m_requestUUID;
         m_date = other.m_date;
         m_responseTime = other.m_responseTime;
@@ -61,7 +62,26 @@ QByteArray HXResponse::bodyData() const
 void HXResponse::setBodyData(const QByteArray &data)
 {
     m_bodyLoader = nullptr;
+    m_bodyFile = HXHTTPResponseBody();
     m_bodyData = data;
+}
+
+void HXResponse::setBody(const HXHTTPResponseBody &body)
+{
+    if (!body.isInFile()) {
+        setBodyData(body.data());
+        return;
+    }
+    m_bodyData = QByteArray();
+    m_bodyFile = body;
+    m_bodyLoader = [body] { return body.data(); };
+}
+
+qint64 HXResponse::bodyLength() const
+{
+    if (m_bodyFile.isInFile())
+        return m_bodyFile.size();
+    return bodyData().size();
 }
 
 void HXResponse::setHeadersData(const QByteArray &data)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HXHTTPHeaderDictionary.h"
+#include "HXHTTPResponseBody.h"
 #include "HXStringEncoding.h"
 
 #include <QByteArray>
@@ -38,6 +39,13 @@ public:
     // first bodyData(). setBodyData() drops it.
     void setBodyLoader(std::function<QByteArray()> loader) { m_bodyLoader = std::move(loader); }
     bool hasPendingBodyLoader() const { return bool(m_bodyLoader); }
+    // A body as an engine delivered it: one in memory becomes bodyData();
+    // one in a file stays there, read by the first bodyData().
+    void setBody(const HXHTTPResponseBody &body);
+    // The body when it is kept in a file (isInFile()), else an empty body.
+    const HXHTTPResponseBody &bodyFile() const { return m_bodyFile; }
+    // The body's length, without reading a body kept in a file.
+    qint64 bodyLength() const;
     QString requestUUID() const { return m_requestUUID; }
     void setRequestUUID(const QString &uuid) { m_requestUUID = uuid; }
     QDateTime date() const { return m_date; }
@@ -102,6 +110,7 @@ private:
     QByteArray m_headersData;
     mutable QByteArray m_bodyData;
     mutable std::function<QByteArray()> m_bodyLoader;
+    HXHTTPResponseBody m_bodyFile;
     QString m_requestUUID;
     QDateTime m_date;
     double m_responseTime = 0;

@@ -20,5 +20,8 @@ HXHTTPSettings HXHTTPSettings::fromUserDefaults(const HXUserDefaults &defaults)
     settings.alwaysSendRequestBody = boolean("HXUserDefaultHTTPAlwaysSendRequestBody");
     settings.extraCAFiles = string("HXUserDefaultTLSExtraCAFiles").split(u':', Qt::SkipEmptyParts) +
                             qEnvironmentVariable("KEA_CA_FILES").split(u':', Qt::SkipEmptyParts);
+    const QString memoryLimitKey = QStringLiteral("HXUserDefaultHTTPResponseMemoryLimit");
+    if (defaults.hasUserValueForKey(memoryLimitKey))
+        settings.responseMemoryLimit = defaults.integerForKey(memoryLimitKey);
     return settings;
 }

@@ -31,6 +31,10 @@ struct HXHTTPSettings
     // KEA_CA_FILES environment variable (both ":"-separated, like curl's
     // --cacert given more than once).
     QStringList extraCAFiles;
+    // Response bodies longer than this many bytes are kept in a temporary
+    // file instead of memory: the "HXUserDefaultHTTPResponseMemoryLimit"
+    // setting when the user set one (negative keeps every body in memory).
+    qint64 responseMemoryLimit = qint64(64) * 1024 * 1024;
 
     bool operator==(const HXHTTPSettings &other) const = default;
 

@@ -5,9 +5,12 @@
 
 #include "HXCLITestRunner.h"
 
+#include <QElapsedTimer>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -40,6 +43,40 @@ TEST(HXCLIFetchCommandTest, PrintsTheRawHeadThenTheBody)
     EXPECT_TRUE(request.startsWith("PUT /items?x=1 HTTP/1.1\r\nContent-Type: application/json\r\nHost: 127.0.0.1:"));
     EXPECT_TRUE(request.endsWith("Content-Length: 7\r\n\r\n{\"a\":1}"));
     EXPECT_FALSE(request.contains("X-Empty"));
+}
+
+TEST(HXCLIFetchCommandTest, WritesTheBodyToTheFileAsItArrives)
+{
+    // The first half is on disk while the server still holds the second.
+    HXTestHTTPServer server;
+    ASSERT_TRUE(server.listen());
+    QByteArray body(4 * 1024 * 1024, Qt::Uninitialized);
+    for (qsizetype i = 0; i < body.size(); ++i)
+        body[i] = char((i * 7 + i / 1021) & 0xff);
+    const qsizetype half = body.size() / 2;
+    server.addScript(HXTestHTTPScript()
+                         .readRequest()
+                         .write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n")
+                         .write(body.left(half))
+                         .delay(4000)
+                         .write(body.mid(half))
+                         .close());
+    QTemporaryDir folder;
+    const QString output = folder.filePath(QStringLiteral("large.bin"));
+    QProcess process;
+    process.start(QStringLiteral(KEA_CLI_PATH),
+                  {QStringLiteral("fetch"), server.url().toString(), QStringLiteral("--proxy-config"),
+                   QStringLiteral("none"), QStringLiteral("-o"), output});
+    ASSERT_TRUE(process.waitForStarted());
+    QElapsedTimer clock;
+    clock.start();
+    while (QFileInfo(output).size() < half && clock.elapsed() < 3500)
+        QThread::msleep(20);
+    EXPECT_EQ(QFileInfo(output).size(), half);
+    EXPECT_EQ(process.state(), QProcess::Running);
+    ASSERT_TRUE(process.waitForFinished(30000));
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    EXPECT_TRUE(HXTest::readFile(output) == body);
 }
 
 TEST(HXCLIFetchCommandTest, WritesTheBodyToAFileAndGoesThroughAProxy)

@@ -290,3 +290,79 @@ TEST_F(ResponseManagerTest, RequestsFindTheirLastResponseThroughTheStore)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(ResponseManagerTest, LargeBodiesAreKeptAsFilesBesideTheStoreAndReadOnDemand)
+{
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    manager->setLargestBodyInRow(4096);
+    const QString folder = manager->bodiesDirectory();
+    const QByteArray inMemory = binaryBody(5000);
+    const QByteArray inFile = binaryBody(300000);
+    // As an engine delivers it: an unnamed file in the store's folder.
+    HXHTTPResponseBody delivered(HXHTTPResponseBodyStorage{0, folder, {}});
+    ASSERT_TRUE(delivered.append(inFile).ok());
+    addResponse(u"memory"_s, 1, inMemory);
+    addResponse(u"file"_s, 2)->setBody(delivered);
+    addResponse(u"small"_s, 3, "fits in its row");
+    ASSERT_TRUE(manager->saveToPersistentStore().ok());
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2);
+    HXResponseManager::resetSharedManager();
+
+    manager = HXResponseManager::sharedManager();
+    for (const auto &[uuid, body] : {std::pair(u"memory"_s, inMemory), std::pair(u"file"_s, inFile)}) {
+        SCOPED_TRACE(uuid.toStdString());
+        const std::shared_ptr<HXResponse> response = manager->lastResponseForRequestUUID(uuid);
+        ASSERT_TRUE(response);
+        EXPECT_TRUE(response->bodyFile().isInFile());
+        EXPECT_EQ(response->bodyLength(), body.size());
+        EXPECT_TRUE(response->hasPendingBodyLoader()); // the length did not read the file
+        EXPECT_TRUE(response->bodyData() == body);
+        // Reading it is no change to write back.
+        response->setResponseTime(2);
+        ASSERT_TRUE(manager->saveToPersistentStore().ok());
+        EXPECT_EQ(QDir(folder).entryList(QDir::Files).size(), 2);
+    }
+    EXPECT_FALSE(manager->lastResponseForRequestUUID(u"small"_s)->bodyFile().isInFile());
+
+    // Replaced by a small body, or deleted: the file goes.
+    const std::shared_ptr<HXResponse> shrunk = manager->lastResponseForRequestUUID(u"memory"_s);
+    shrunk->setBodyData("small now");
+    manager->deleteResponse(manager->lastResponseForRequestUUID(u"file"_s));
+    ASSERT_TRUE(manager->saveToPersistentStore().ok());
+    EXPECT_TRUE(QDir(folder).entryList(QDir::Files).isEmpty());
+    HXResponseManager::resetSharedManager();
+    EXPECT_EQ(HXResponseManager::sharedManager()->lastResponseForRequestUUID(u"memory"_s)->bodyData(), "small now");
+}
+
+TEST_F(ResponseManagerTest, ABodyTheStoreCannotKeepIsReportedNotStoredAsNull)
+{
+    HXResponseManager *manager = HXResponseManager::sharedManager();
+    manager->setLargestBodyInRow(100);
+    // The folder of body files cannot be made: a file has its name.
+    ASSERT_TRUE(HXTest::writeFile(manager->bodiesDirectory(), "in the way"));
+    addResponse(u"A"_s, 1, binaryBody(1000));
+    const HXResult<void> saved = manager->saveToPersistentStore();
+    ASSERT_FALSE(saved.ok());
+    EXPECT_TRUE(saved.error().description.contains(u"a response body of 1000 bytes could not be kept"_s))
+        << saved.error().description.toStdString();
+    HXResponseManager::resetSharedManager();
+    EXPECT_EQ(HXResponseManager::sharedManager()->countOfResponses(), 0);
+
+    // A value over SQLite's own limit fails the statement instead of
+    // becoming NULL.
+    auto database = HXSQLiteDatabase::open(storePath(u"limit.sqlite"_s));
+    ASSERT_TRUE(database.ok());
+    ASSERT_TRUE((*database)->execute(u"CREATE TABLE t (b BLOB)"_s).ok());
+    (*database)->setLengthLimit(1000);
+    auto insert = (*database)->prepare(u"INSERT INTO t VALUES (?)"_s);
+    ASSERT_TRUE(insert.ok());
+    insert->bindBlob(1, QByteArray(1001, 'x'));
+    EXPECT_FALSE(insert->run().ok());
+    insert->reset();
+    insert->bindBlob(1, QByteArray(900, 'x'));
+    EXPECT_TRUE(insert->run().ok());
+}
+
+} // namespace

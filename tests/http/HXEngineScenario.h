@@ -62,6 +62,8 @@ struct Options
     bool ignoreValidation = false;
     std::optional<bool> trustAnswer;
     int trustAnswerDelayMs = 0;
+    HXHTTPResponseBodyStorage bodyStorage;
+    qint64 maximumResponseLength = HXHTTPRequest::defaultMaximumResponseLength;
 };
 
 class HXEngineScenarioFixture : public ::testing::TestWithParam<Engine>
@@ -100,6 +102,8 @@ protected:
         request.setTimeoutInterval(options.timeout);
         request.setFollowRedirects(options.followRedirects);
         request.setIgnoreSSLCertificatesValidation(options.ignoreValidation);
+        request.setResponseBodyStorage(options.bodyStorage);
+        request.setMaximumResponseLength(options.maximumResponseLength);
         exchange->delegate.trustAnswer = options.trustAnswer;
         exchange->delegate.trustAnswerDelayMs = options.trustAnswerDelayMs;
         request.setDelegate(&exchange->delegate);

@@ -81,8 +81,10 @@ TEST(HXHTTPResponseHeadTest, HeadEndIsFoundWhateverTheSplit)
 class ReaderHarness : public HXGCDAsyncSocketMiddlewareDelegate, public HXHTTPResponseReaderDelegate
 {
 public:
-    explicit ReaderHarness(const QString &method = QStringLiteral("GET")) : reader(&middleware, this, method)
+    explicit ReaderHarness(const QString &method = QStringLiteral("GET"), qint64 memoryLimit = -1)
+        : reader(&middleware, this, method)
     {
+        reader.setBodyStorage(HXHTTPResponseBodyStorage{memoryLimit, {}, {}});
         reader.readResponseHead();
     }
 
@@ -125,7 +127,7 @@ public:
     }
     void responseReaderDidFinish() override
     {
-        events.append(QStringLiteral("body ") + QString::fromLatin1(reader.responseData()));
+        events.append(QStringLiteral("body ") + QString::fromLatin1(reader.body().data()));
     }
     void responseReaderDidFail(const HXError &error) override
     {
@@ -147,6 +149,7 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
         const char *method = "GET";
     };
     const QByteArray compressed = HXGzipEncoder::compress("inflated!", 9);
+    const QByteArray twoMembers = compressed + compressed;
     const Case cases[] = {
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4;ext=1\r\nWiki\r\n5\r\npedia\r\nE\r\n in\r\n\r\nchunks."
          "\r\n0\r\nExpires: never\r\n\r\n",
@@ -159,6 +162,11 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
         {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nTransfer-Encoding: chunked\r\n\r\n" +
              QByteArray::number(compressed.size(), 16) + "\r\n" + compressed + "\r\n0\r\n\r\n",
          "head 200 body inflated!"},
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " + QByteArray::number(twoMembers.size()) +
+             "\r\n\r\n" + twoMembers,
+         "head 200 body inflated!inflated!"},
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + compressed.left(compressed.size() - 4),
+         "head 200 body " + QString::fromLatin1(compressed.left(compressed.size() - 4)).toStdString()},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabcX\r\n0\r\n\r\n", "head 200 failed 8495"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000000000000000\r\n", "head 200 failed 8495"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", "head 200 body "},
@@ -167,10 +175,14 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
     };
     for (const Case &testCase : cases) {
         SCOPED_TRACE(text(testCase.response));
-        for (qsizetype split = 0; split <= testCase.response.size(); ++split) {
-            ReaderHarness harness(QString::fromLatin1(testCase.method));
-            harness.feed(testCase.response, split);
-            ASSERT_EQ(harness.outcome(), testCase.outcome) << "split at " << split;
+        // Bodies kept in memory, and bodies that go to a file from their
+        // first byte.
+        for (const qint64 memoryLimit : {qint64(-1), qint64(0)}) {
+            for (qsizetype split = 0; split <= testCase.response.size(); ++split) {
+                ReaderHarness harness(QString::fromLatin1(testCase.method), memoryLimit);
+                harness.feed(testCase.response, split);
+                ASSERT_EQ(harness.outcome(), testCase.outcome) << "split at " << split << ", limit " << memoryLimit;
+            }
         }
         // And one byte at a time.
         ReaderHarness harness(QString::fromLatin1(testCase.method));
