@@ -201,7 +201,8 @@ for _ in range(3):
 EOF
 
 # ---- the table ----------------------------------------------------------------
-ms() { calc "round($1 * 1000, 1)"; }
+ms() { calc "'%.1f' % ($1 * 1000)"; }
+ratio() { calc "'%.2f' % ($1)"; }
 rate() { calc "round($1 / $2 / 1e6)"; }
 per_request() { calc "($(median "$1"200) - $(median "$1"1)) / 199"; }
 
@@ -227,16 +228,16 @@ fi
 echo
 echo "| What | Kea | curl | Ratio | Aim |"
 echo "|---|---|---|---|---|"
-echo "| \`kea-cli --version\` | $(ms "$kv") ms | $(ms "$cv") ms | $(calc "round($kv / $cv, 2)") | ≤ 1.2 |"
+echo "| \`kea-cli --version\` | $(ms "$kv") ms | $(ms "$cv") ms | $(ratio "$kv / $cv") | ≤ 1.2 |"
 echo "| one small GET, whole process (\`kea-cli fetch\`) | $(ms "$kg") ms | $(ms "$cg") ms |" \
-  "$(calc "round($kg / $cg, 2)") | ≤ 1.5 |"
+  "$(ratio "$kg / $cg") | ≤ 1.5 |"
 echo "| 200 small GETs in one process (\`kea-cli send --all\`, responses recorded) |" \
-  "$(calc "round($ks * 1000, 2)") ms per request | $(calc "round($cs * 1000, 2)") ms per request" \
-  "(new connection each) | $(calc "round($ks / $cs, 2)") | ≤ 1.25 |"
-echo "| 256 MiB over https | $khs MB/s | $chs MB/s | $(calc "round($khs / $chs, 2)") of curl's throughput | ≥ 0.9 |"
-echo "| 200 MB gzip body | $kgz MB/s | $cgz MB/s (zlib alone: $zgz) | $(calc "round($kgz / $zgz, 2)") of zlib |" \
+  "$(ratio "$ks * 1000") ms per request | $(ratio "$cs * 1000") ms per request" \
+  "(new connection each) | $(ratio "$ks / $cs") | ≤ 1.25 |"
+echo "| 256 MiB over https | $khs MB/s | $chs MB/s | $(ratio "$khs / $chs") of curl's throughput | ≥ 0.9 |"
+echo "| 200 MB gzip body | $kgz MB/s | $cgz MB/s (zlib alone: $zgz) | $(ratio "$kgz / $zgz") of zlib |" \
   "≥ 0.9 of zlib |"
-echo "| 256 MiB over http | $kh MB/s | $ch MB/s | $(calc "round($kh / $ch, 2)") | keep |"
+echo "| 256 MiB over http | $kh MB/s | $ch MB/s | $(ratio "$kh / $ch") | keep |"
 if $has_node; then
   json_ratio="$(calc "round($kj / $node_rate, 1)")× node"
 else

@@ -33,10 +33,12 @@ struct RememberedSession
 
 QMutex sessionMutex;
 
+// Never destroyed: certificates must not outlive the TLS backend that made
+// them, which a static destructor could make them do.
 QHash<QString, RememberedSession> &rememberedSessions()
 {
-    static QHash<QString, RememberedSession> sessions;
-    return sessions;
+    static auto *sessions = new QHash<QString, RememberedSession>;
+    return *sessions;
 }
 
 } // namespace
