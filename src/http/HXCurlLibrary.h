@@ -4,10 +4,11 @@
 
 #include <curl/curl.h>
 
-// The libcurl entry points Kea uses, resolved when first needed. libcurl and
-// the libraries it pulls in (TLS, IDN, LDAP, Kerberos, SSH...) cost every
-// process start as much again as Qt does when linked; most runs never use
-// them. Call sites go through api() instead of the plain functions.
+// The libcurl entry points Kea uses, resolved when first needed. Linked
+// directly, libcurl and the libraries it pulls in (TLS, IDN, LDAP, Kerberos,
+// SSH...) would cost every process start about as much as Qt Core does, and
+// most runs never use them. Call sites go through api() instead of the plain
+// functions.
 class HXCurlLibrary
 {
 public:
