@@ -4,6 +4,9 @@
 
 #include <QCoreApplication>
 
+#include <cstdio>
+#include <cstring>
+
 namespace {
 
 void printHelp()
@@ -30,6 +33,11 @@ void printHelp()
 
 int main(int argc, char *argv[])
 {
+    // Answered before anything is set up: scripts ask this often.
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::fputs("kea-cli " KEA_VERSION_STRING "\n", stdout);
+        return HXCLIExitSuccess;
+    }
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("kestrelworks"));
     QCoreApplication::setApplicationName(QStringLiteral("Kea"));

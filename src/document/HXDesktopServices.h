@@ -3,11 +3,9 @@
 #include <QString>
 #include <QVariantMap>
 
-// Sounds and desktop notifications. The default implementation uses the
-// freedesktop notification service over D-Bus and the sound theme's event
-// sounds ("complete", "message", "dialog-warning", "dialog-error") through
-// canberra-gtk-play; where there is no session bus, no notification daemon
-// or no sound player, it silently does nothing. Tests install their own.
+// Sounds and desktop notifications. Unless a process installs an
+// implementation (the application installs HXFreedesktopServices, tests
+// their own), nothing is played or shown.
 class HXDesktopServices
 {
 public:

@@ -275,8 +275,7 @@ void HXRequestHandler::HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *engin
         response->setDate(now);
         response->setResponseTime(double(info->startDate.msecsTo(now)) / 1000.0);
         response->setRequestUUID(info->request->uuid());
-        store->saveUpdates();
-        store->purgeOldResponses();
+        // Written with its body, in one transaction, when the request ends.
         info->response = response;
     }
     info->progress = 0.5;
@@ -328,6 +327,7 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     _remove(engineRequest);
     Q_EMIT progressChanged(request, 1.0, true);
     store->saveUpdates();
+    store->purgeOldResponses();
     HXNotificationCenter::defaultCenter()->postNotification(
         QStringLiteral("HXRequestDidRecieveNewResponseNotification"), request,
         {{QStringLiteral("HXRequestNotificationNewResponseKey"), QVariant::fromValue(response)}});
@@ -403,6 +403,12 @@ void HXRequestHandler::HTTPRequestDidFailWithError(HXHTTPRequest *engineRequest,
     HXRequest *request = info->request;
     const QString method = engineRequest->method();
     const QString url = engineRequest->URL().toString();
+    if (info->response != nullptr) {
+        // The head arrived: it is recorded as it came.
+        HXResponseManager *store = HXResponseManager::sharedManager();
+        store->saveUpdates();
+        store->purgeOldResponses();
+    }
     setStatus(StatusFailed, engineRequest);
     _remove(engineRequest);
     Q_EMIT progressChanged(request, 1.0, true);

@@ -29,7 +29,7 @@ class HXResponse;
 // Recording a response as it arrives:
 //   auto response = HXResponseManager::sharedManager()->insertNewResponse();
 //   response->setRequestUUID(...); response->setHeadersData(...); ...
-//   manager->saveUpdates(); manager->purgeOldResponses();
+//   (the body, when it is in) manager->saveUpdates(); manager->purgeOldResponses();
 //   ... later: response->setBodyData(...); manager->saveUpdates();
 class HXResponseManager : public HXPersistentStoreManager, public HXResponseProvider
 {

@@ -1,12 +1,11 @@
 #include "HXASIHTTPRequest.h"
 
+#include "HXCurlLibrary.h"
 #include "HXHTTPLogging.h"
 #include "HXHTTPProxyConfiguration.h"
 #include "HXHTTPRequestMessage.h"
 
 #include <QCoreApplication>
-
-#include <curl/curl.h>
 
 // The main-thread side's address, read and cleared only on the main thread.
 struct HXASIHTTPRequestLink
@@ -161,6 +160,11 @@ void HXASIHTTPRequest::_start()
 
 void HXASIHTTPRequest::startTransfer(const HXCurlTransferSettings &settings)
 {
+    if (HXCurlLibrary::load() == nullptr) {
+        notifyFailure(HXError(curlErrorDomain(), CURLE_FAILED_INIT,
+                              tr("libcurl could not be loaded: %1").arg(HXCurlLibrary::loadError())));
+        return;
+    }
     m_transfer = HXCurlMultiWorker::addTransfer(settings, std::make_shared<HXASIHTTPRequestObserver>(m_link));
 }
 

@@ -1,8 +1,9 @@
 #include "HXCurlMultiWorker.h"
 
+#include "HXCurlLibrary.h"
+
 #include <QCoreApplication>
 
-#include <curl/curl.h>
 #include <openssl/crypto.h>
 
 #include <atomic>
@@ -31,8 +32,8 @@ struct Transfer
 
     ~Transfer()
     {
-        curl_easy_cleanup(easy);
-        curl_slist_free_all(headerLines);
+        HXCurlLibrary::api().easyCleanup(easy);
+        HXCurlLibrary::api().slistFreeAll(headerLines);
     }
 
     void reportHead()
@@ -118,10 +119,10 @@ class Worker
 public:
     Worker()
     {
-        curl_global_init(CURL_GLOBAL_DEFAULT);
-        m_multi = curl_multi_init();
-        m_share = curl_share_init();
-        curl_share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+        HXCurlLibrary::api().globalInit(CURL_GLOBAL_DEFAULT);
+        m_multi = HXCurlLibrary::api().multiInit();
+        m_share = HXCurlLibrary::api().shareInit();
+        HXCurlLibrary::api().shareSetopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
         m_thread = std::thread([this] { run(); });
     }
 
@@ -131,10 +132,10 @@ public:
             std::lock_guard lock(m_mutex);
             m_stopping = true;
         }
-        curl_multi_wakeup(m_multi);
+        HXCurlLibrary::api().multiWakeup(m_multi);
         m_thread.join();
-        curl_multi_cleanup(m_multi);
-        curl_share_cleanup(m_share);
+        HXCurlLibrary::api().multiCleanup(m_multi);
+        HXCurlLibrary::api().shareCleanup(m_share);
     }
 
     HXCurlMultiWorker::TransferID add(const HXCurlTransferSettings &settings,
@@ -150,7 +151,7 @@ public:
             std::lock_guard lock(m_mutex);
             m_added.push_back(std::move(transfer));
         }
-        curl_multi_wakeup(m_multi);
+        HXCurlLibrary::api().multiWakeup(m_multi);
         return id;
     }
 
@@ -160,7 +161,7 @@ public:
             std::lock_guard lock(m_mutex);
             m_cancelled.push_back(id);
         }
-        curl_multi_wakeup(m_multi);
+        HXCurlLibrary::api().multiWakeup(m_multi);
     }
 
 private:
@@ -183,17 +184,17 @@ private:
             if (stopping)
                 break;
             int running = 0;
-            curl_multi_perform(m_multi, &running);
+            HXCurlLibrary::api().multiPerform(m_multi, &running);
             int queued = 0;
-            while (CURLMsg *message = curl_multi_info_read(m_multi, &queued)) {
+            while (CURLMsg *message = HXCurlLibrary::api().multiInfoRead(m_multi, &queued)) {
                 if (message->msg != CURLMSG_DONE)
                     continue;
                 Transfer *transfer = nullptr;
-                curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+                HXCurlLibrary::api().easyGetinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
                 if (transfer != nullptr)
                     complete(*transfer, message->data.result);
             }
-            curl_multi_poll(m_multi, nullptr, 0, enforceInactivityLimits(), nullptr);
+            HXCurlLibrary::api().multiPoll(m_multi, nullptr, 0, enforceInactivityLimits(), nullptr);
         }
         while (!m_transfers.empty())
             remove(m_transfers.begin()->first);
@@ -230,52 +231,52 @@ private:
     void begin(std::unique_ptr<Transfer> owned)
     {
         Transfer &transfer = *owned;
-        CURL *easy = curl_easy_init();
+        CURL *easy = HXCurlLibrary::api().easyInit();
         transfer.easy = easy;
         const HXCurlTransferSettings &settings = transfer.settings;
-        curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
-        curl_easy_setopt(easy, CURLOPT_URL, settings.url.constData());
-        curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 256L * 1024);
-        curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.errorBuffer);
-        curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, headerCallback);
-        curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
-        curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, writeCallback);
-        curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-        curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-        curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-        curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip");
-        curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, long(CURL_HTTP_VERSION_2TLS));
-        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, settings.verifyCertificates ? 1L : 0L);
-        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, settings.verifyCertificates ? 2L : 0L);
-        curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, settings.followRedirects ? 1L : 0L);
-        curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 20L);
-        curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_PRIVATE, &transfer);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_URL, settings.url.constData());
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_NOSIGNAL, 1L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_BUFFERSIZE, 256L * 1024);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_ERRORBUFFER, transfer.errorBuffer);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_HEADERFUNCTION, headerCallback);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_HEADERDATA, &transfer);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_WRITEFUNCTION, writeCallback);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_WRITEDATA, &transfer);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip");
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_HTTP_VERSION, long(CURL_HTTP_VERSION_2TLS));
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_SSL_VERIFYPEER, settings.verifyCertificates ? 1L : 0L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_SSL_VERIFYHOST, settings.verifyCertificates ? 2L : 0L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_FOLLOWLOCATION, settings.followRedirects ? 1L : 0L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_MAXREDIRS, 20L);
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
         if (settings.handleCookies) {
-            curl_easy_setopt(easy, CURLOPT_SHARE, m_share);
-            curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_SHARE, m_share);
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_COOKIEFILE, "");
         }
         if (settings.proxy == HXCurlTransferSettings::Proxy::None) {
-            curl_easy_setopt(easy, CURLOPT_PROXY, "");
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_PROXY, "");
         } else if (settings.proxy == HXCurlTransferSettings::Proxy::HTTP) {
             const QByteArray host =
                 settings.proxyHost.contains(':') ? '[' + settings.proxyHost + ']' : settings.proxyHost;
-            curl_easy_setopt(easy, CURLOPT_PROXY, host.constData());
-            curl_easy_setopt(easy, CURLOPT_PROXYPORT, long(settings.proxyPort));
-            curl_easy_setopt(easy, CURLOPT_PROXYTYPE, long(CURLPROXY_HTTP));
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_PROXY, host.constData());
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_PROXYPORT, long(settings.proxyPort));
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_PROXYTYPE, long(CURLPROXY_HTTP));
         }
 
         const QByteArray &method = settings.method;
         const bool bodyMethod = method == "POST" || method == "PUT" || method == "PATCH";
         if (method == "HEAD") {
-            curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_NOBODY, 1L);
         } else if (!settings.body.isEmpty() || bodyMethod) {
-            curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(settings.body.size()));
-            curl_easy_setopt(easy, CURLOPT_POSTFIELDS, settings.body.constData());
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(settings.body.size()));
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_POSTFIELDS, settings.body.constData());
             if (method != "POST")
-                curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.constData());
+                HXCurlLibrary::api().easySetopt(easy, CURLOPT_CUSTOMREQUEST, method.constData());
         } else if (method != "GET") {
-            curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.constData());
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_CUSTOMREQUEST, method.constData());
         }
 
         // libcurl would add a form Content-Type to a body and an Expect to a
@@ -293,21 +294,22 @@ private:
             hasExpect |= field.name.compare(u"Expect", Qt::CaseInsensitive) == 0;
             QByteArray line = field.name.toLatin1();
             line += field.value.isEmpty() ? QByteArray(";") : ": " + field.value.toUtf8();
-            transfer.headerLines = curl_slist_append(transfer.headerLines, line.constData());
+            transfer.headerLines = HXCurlLibrary::api().slistAppend(transfer.headerLines, line.constData());
         }
         if (!hasContentType)
-            transfer.headerLines = curl_slist_append(transfer.headerLines, "Content-Type:");
+            transfer.headerLines = HXCurlLibrary::api().slistAppend(transfer.headerLines, "Content-Type:");
         if (!hasExpect)
-            transfer.headerLines = curl_slist_append(transfer.headerLines, "Expect:");
-        curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headerLines);
+            transfer.headerLines = HXCurlLibrary::api().slistAppend(transfer.headerLines, "Expect:");
+        HXCurlLibrary::api().easySetopt(easy, CURLOPT_HTTPHEADER, transfer.headerLines);
         if (!hasUserAgent)
-            curl_easy_setopt(easy, CURLOPT_USERAGENT, settings.userAgent.constData());
+            HXCurlLibrary::api().easySetopt(easy, CURLOPT_USERAGENT, settings.userAgent.constData());
 
         transfer.lastActivity = Clock::now();
         m_transfers.emplace(transfer.id, std::move(owned));
-        const CURLMcode added = curl_multi_add_handle(m_multi, easy);
+        const CURLMcode added = HXCurlLibrary::api().multiAddHandle(m_multi, easy);
         if (added != CURLM_OK) {
-            qsnprintf(transfer.errorBuffer, sizeof transfer.errorBuffer, "%s", curl_multi_strerror(added));
+            qsnprintf(transfer.errorBuffer, sizeof transfer.errorBuffer, "%s",
+                      HXCurlLibrary::api().multiStrerror(added));
             complete(transfer, CURLE_FAILED_INIT);
         }
     }
@@ -319,8 +321,8 @@ private:
         if (!response.storageError.isNull())
             response.errorText = response.storageError.description;
         else if (result != CURLE_OK)
-            response.errorText =
-                QString::fromUtf8(transfer.errorBuffer[0] != '\0' ? transfer.errorBuffer : curl_easy_strerror(result));
+            response.errorText = QString::fromUtf8(
+                transfer.errorBuffer[0] != '\0' ? transfer.errorBuffer : HXCurlLibrary::api().easyStrerror(result));
         else if (!transfer.headReported)
             transfer.observer->transferDidReceiveHead(response);
         std::shared_ptr<HXCurlTransferObserver> observer = transfer.observer;
@@ -333,7 +335,7 @@ private:
         const auto found = m_transfers.find(id);
         if (found == m_transfers.end())
             return;
-        curl_multi_remove_handle(m_multi, found->second->easy);
+        HXCurlLibrary::api().multiRemoveHandle(m_multi, found->second->easy);
         m_transfers.erase(found);
     }
 
@@ -367,7 +369,7 @@ void stopWorker()
 Worker *worker()
 {
     std::lock_guard lock(workerMutex);
-    if (sharedWorker == nullptr && !workerStopped) {
+    if (sharedWorker == nullptr && !workerStopped && HXCurlLibrary::load() != nullptr) {
         sharedWorker = new Worker;
         qAddPostRoutine(stopWorker);
     }

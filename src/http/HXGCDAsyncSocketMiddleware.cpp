@@ -2,7 +2,10 @@
 
 #include "HXHTTPLogging.h"
 
+#include <QHash>
+#include <QMutex>
 #include <QNetworkProxy>
+#include <QSslConfiguration>
 #include <QSslSocket>
 
 #include <fcntl.h>
@@ -18,6 +21,25 @@ namespace {
 
 // Most bytes the socket holds for us while no read is queued.
 constexpr qint64 socketReadBufferSize = 4 * 1024 * 1024;
+
+// The last TLS session of each server this process talked to, so that the
+// next connection resumes it instead of doing a full handshake, with the
+// chain that session was established with.
+struct RememberedSession
+{
+    QByteArray ticket;
+    QList<QSslCertificate> chain;
+};
+
+QMutex sessionMutex;
+
+// Never destroyed: certificates must not outlive the TLS backend that made
+// them, which a static destructor could make them do.
+QHash<QString, RememberedSession> &rememberedSessions()
+{
+    static auto *sessions = new QHash<QString, RememberedSession>;
+    return *sessions;
+}
 
 } // namespace
 
@@ -63,21 +85,32 @@ bool HXGCDAsyncSocketMiddleware::isRemoteCloseError(const HXError &error)
     return error.domain == socketErrorDomain() && error.code == QAbstractSocket::RemoteHostClosedError;
 }
 
-HXResult<void> HXGCDAsyncSocketMiddleware::connectToHost(const QString &host, quint16 port)
+HXResult<void> HXGCDAsyncSocketMiddleware::connectToHost(const QString &host, quint16 port, bool secure)
 {
     if (m_socket != nullptr || host.isEmpty() || port == 0)
         return HXError(socketErrorDomain(), QAbstractSocket::OperationError,
                        tr("Attempting to connect while connected or with no host."));
     m_host = host;
     m_port = port;
-    m_socket = new QSslSocket(this);
+    // A QSslSocket loads and configures the TLS library when it is made;
+    // plain connections do without.
+    if (secure) {
+        m_secureSocket = new QSslSocket(this);
+        m_socket = m_secureSocket;
+        connect(m_secureSocket, &QSslSocket::encrypted, this, [this] {
+            rememberSession();
+            if (m_delegate != nullptr)
+                m_delegate->socketMiddlewareDidSecure(this);
+        });
+        // TLS 1.3 sends its tickets after the handshake.
+        connect(m_secureSocket, &QSslSocket::newSessionTicketReceived, this,
+                &HXGCDAsyncSocketMiddleware::rememberSession);
+    } else {
+        m_socket = new QTcpSocket(this);
+    }
     m_socket->setProxy(QNetworkProxy::NoProxy);
     m_socket->setReadBufferSize(socketReadBufferSize);
     connect(m_socket, &QAbstractSocket::connected, this, &HXGCDAsyncSocketMiddleware::socketConnected);
-    connect(m_socket, &QSslSocket::encrypted, this, [this] {
-        if (m_delegate != nullptr)
-            m_delegate->socketMiddlewareDidSecure(this);
-    });
     connect(m_socket, &QIODevice::readyRead, this, &HXGCDAsyncSocketMiddleware::drainSocket);
     connect(m_socket, &QIODevice::bytesWritten, this, &HXGCDAsyncSocketMiddleware::socketBytesWritten);
     connect(m_socket, &QAbstractSocket::errorOccurred, this, &HXGCDAsyncSocketMiddleware::socketErrorOccurred);
@@ -88,16 +121,54 @@ HXResult<void> HXGCDAsyncSocketMiddleware::connectToHost(const QString &host, qu
 
 void HXGCDAsyncSocketMiddleware::startTLS(const QString &peerName)
 {
-    if (m_socket == nullptr)
+    if (m_secureSocket == nullptr)
         return;
     if (m_socket->state() != QAbstractSocket::ConnectedState) {
         m_pendingTLSPeerName = peerName.isEmpty() ? m_host : peerName;
         return;
     }
     // The handshake accepts any chain; the engine judges it once secured.
-    m_socket->setPeerVerifyMode(QSslSocket::VerifyNone);
-    m_socket->setPeerVerifyName(peerName);
-    m_socket->startClientEncryption();
+    QSslConfiguration configuration = m_secureSocket->sslConfiguration();
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    configuration.setSslOption(QSsl::SslOptionDisableSessionPersistence, false);
+    m_TLSPeerName = peerName;
+    m_resumedChain.clear();
+    {
+        QMutexLocker lock(&sessionMutex);
+        const auto remembered = rememberedSessions().constFind(sessionKey());
+        if (remembered != rememberedSessions().cend()) {
+            configuration.setSessionTicket(remembered->ticket);
+            m_resumedChain = remembered->chain;
+        }
+    }
+    m_secureSocket->setSslConfiguration(configuration);
+    m_secureSocket->setPeerVerifyName(peerName);
+    m_secureSocket->startClientEncryption();
+}
+
+QString HXGCDAsyncSocketMiddleware::sessionKey() const
+{
+    return m_host + u' ' + QString::number(m_port) + u' ' + m_TLSPeerName;
+}
+
+void HXGCDAsyncSocketMiddleware::rememberSession()
+{
+    if (m_secureSocket == nullptr)
+        return;
+    const QByteArray ticket = m_secureSocket->sslConfiguration().sessionTicket();
+    const QList<QSslCertificate> chain = peerCertificateChain();
+    if (ticket.isEmpty() || chain.isEmpty())
+        return;
+    QMutexLocker lock(&sessionMutex);
+    rememberedSessions().insert(sessionKey(), {ticket, chain});
+}
+
+QList<QSslCertificate> HXGCDAsyncSocketMiddleware::peerCertificateChain() const
+{
+    if (m_secureSocket == nullptr)
+        return {};
+    const QList<QSslCertificate> presented = m_secureSocket->peerCertificateChain();
+    return presented.isEmpty() ? m_resumedChain : presented;
 }
 
 void HXGCDAsyncSocketMiddleware::socketConnected()

@@ -7,12 +7,14 @@
 #include <QByteArray>
 #include <QObject>
 #include <QPointer>
+#include <QSslCertificate>
 #include <QString>
 
 #include <deque>
 #include <memory>
 
 class QSslSocket;
+class QTcpSocket;
 class HXGCDAsyncSocketMiddleware;
 
 // The owner's side of the middleware. Called on the middleware's thread.
@@ -57,7 +59,9 @@ public:
     ~HXGCDAsyncSocketMiddleware() override;
 
     // Starts connecting; the outcome arrives as didConnect or didDisconnect.
-    HXResult<void> connectToHost(const QString &host, quint16 port);
+    // Without `secure` the connection stays plain TCP for its whole life
+    // and startTLS does nothing: no TLS library is set up for it.
+    HXResult<void> connectToHost(const QString &host, quint16 port, bool secure = true);
     // TLS on the open connection, for `peerName`. The chain is not judged by
     // the handshake: the owner reads it afterwards (peerCertificateChain).
     void startTLS(const QString &peerName);
@@ -72,7 +76,11 @@ public:
     // No callback follows; the connection is closed.
     void clearDelegateAndDisconnect();
 
-    QSslSocket *socket() const { return m_socket; }
+    // The TLS-capable socket; null for a plain connection.
+    QSslSocket *socket() const { return m_secureSocket; }
+    // The chain the server presented once secured. A resumed session skips
+    // the certificates; its chain is the one of the handshake it resumes.
+    QList<QSslCertificate> peerCertificateChain() const;
     qsizetype prebufferLength() const { return m_readPrebuffer.size(); }
     qsizetype pendingReadCount() const { return qsizetype(m_readOperations.size()); }
 
@@ -97,16 +105,21 @@ private:
     void socketBytesWritten();
     bool connectionWasReset() const;
     void closeDescriptorCopy();
+    QString sessionKey() const;
+    void rememberSession();
 
     HXGCDAsyncSocketMiddlewareDelegate *m_delegate;
     std::deque<std::unique_ptr<HXGCDAsyncSocketReadOperation>> m_readOperations;
     QByteArray m_readPrebuffer;
-    QSslSocket *m_socket = nullptr;
+    QTcpSocket *m_socket = nullptr;
+    QSslSocket *m_secureSocket = nullptr; // m_socket, when it can do TLS
     QString m_host;
     quint16 m_port = 0;
     std::deque<long> m_pendingWriteTags;
     HXError m_pendingError;
     QString m_pendingTLSPeerName;
+    QString m_TLSPeerName;
+    QList<QSslCertificate> m_resumedChain;
     int m_descriptorCopy = -1;
     bool m_disconnectReported = false;
     bool m_processing = false;

@@ -11,6 +11,10 @@
 
 namespace {
 
+// Progress reaches the main thread at most this often: waking it for every
+// socket read costs a large body a context switch per read.
+constexpr qint64 progressReportIntervalMilliseconds = 50;
+
 enum WriteTag : long {
     TagRequest = 0,
     TagConnectRequest = 1,
@@ -89,7 +93,8 @@ void HXGCDHTTPRequestTransfer::createRequestAndStart()
     reader = std::make_unique<HXHTTPResponseReader>(socketMiddleware.get(), this, method);
     reader->setMaximumBodyLength(maximumResponseLength);
     reader->setBodyStorage(responseBodyStorage);
-    const HXResult<void> connecting = socketMiddleware->connectToHost(connectionHost, connectionPort);
+    const HXResult<void> connecting =
+        socketMiddleware->connectToHost(connectionHost, connectionPort, useSecureConnection);
     if (!connecting.ok()) {
         failWithError(connecting.error());
         return;
@@ -186,8 +191,7 @@ void HXGCDHTTPRequestTransfer::socketMiddlewareDidConnectToHost(HXGCDAsyncSocket
 
 void HXGCDHTTPRequestTransfer::socketMiddlewareDidSecure(HXGCDAsyncSocketMiddleware *middleware)
 {
-    const QList<QSslCertificate> chain =
-        middleware->socket() != nullptr ? middleware->socket()->peerCertificateChain() : QList<QSslCertificate>();
+    const QList<QSslCertificate> chain = middleware->peerCertificateChain();
     if (chain.isEmpty()) {
         failWithError(HXHTTPRequestTLSValidationError());
         return;
@@ -279,15 +283,18 @@ void HXGCDHTTPRequestTransfer::responseReaderDidReceivePartialBody(qint64 length
                                                                    qint64 expectedContentLength)
 {
     // Pieces that arrive while a report is still on its way to the main
-    // thread are added to it, so a fast body does not flood that thread.
+    // thread, or soon after the last one, are added to the next report, so
+    // a fast body does not flood that thread.
     {
         std::lock_guard lock(progress->mutex);
         progress->length += length;
         progress->total = totalBytesReceived;
         progress->expected = expectedContentLength;
-        if (progress->posted)
+        if (progress->posted ||
+            (progress->lastPost.isValid() && !progress->lastPost.hasExpired(progressReportIntervalMilliseconds)))
             return;
         progress->posted = true;
+        progress->lastPost.start();
     }
     postToFront([progress = progress](HXGCDHTTPRequest &front) {
         qint64 pieceLength = 0;

@@ -6,6 +6,7 @@
 #include "HXHTTPSettings.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QString>
 #include <QUrl>
 
@@ -72,6 +73,9 @@ public:
         qint64 total = 0;
         qint64 expected = 0;
         bool posted = false;
+        // When the last report was posted; none is due before it is
+        // progressReportInterval old.
+        QElapsedTimer lastPost;
     };
     std::shared_ptr<Progress> progress = std::make_shared<Progress>();
 

@@ -3,6 +3,7 @@
 #include "HXHTTPLogging.h"
 #include "HXPACScript.h"
 
+#include <QHostAddress>
 #include <QNetworkProxyFactory>
 #include <QObject>
 #include <QPointer>
@@ -23,6 +24,17 @@ HXHTTPProxyDecision proxyFor(const QUrl &url, const QString &host, int port)
     decision.host = host;
     decision.port = port;
     return decision;
+}
+
+// This machine itself, which the desktop's proxy settings leave out by
+// default; asking the system (libproxy and its back ends) costs more than a
+// whole loopback request.
+bool isLoopbackHost(const QString &host)
+{
+    if (host.compare(u"localhost", Qt::CaseInsensitive) == 0 || host.endsWith(u".localhost", Qt::CaseInsensitive))
+        return true;
+    const QHostAddress address(host);
+    return !address.isNull() && address.isLoopback();
 }
 
 } // namespace
@@ -53,6 +65,8 @@ HXHTTPProxyDecision HXHTTPProxyConfiguration::decisionFromSettings(const QUrl &u
         return decision;
     }
     // The system's settings: the first proxy listed decides.
+    if (isLoopbackHost(url.host()))
+        return direct();
     const QList<QNetworkProxy> proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url));
     if (proxies.isEmpty())
         return direct();

@@ -1,5 +1,6 @@
 #include "HXPACScript.h"
 
+#include "HXCurlLibrary.h"
 #include "HXHTTPRequest.h"
 
 #include <QDateTime>
@@ -8,8 +9,6 @@
 #include <QJSEngine>
 #include <QNetworkInterface>
 #include <QObject>
-
-#include <curl/curl.h>
 
 #include <condition_variable>
 #include <mutex>
@@ -184,32 +183,35 @@ function timeRange() {
 
 HXResult<QByteArray> HXPACScript::fetch(const QUrl &pacURL)
 {
-    static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    if (HXCurlLibrary::load() == nullptr)
+        return pacError(QStringLiteral("libcurl could not be loaded: %1").arg(HXCurlLibrary::loadError()));
+    static const bool initialised = HXCurlLibrary::api().globalInit(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     if (!initialised)
         return pacError(QStringLiteral("libcurl could not be initialised"));
-    CURL *curl = curl_easy_init();
+    CURL *curl = HXCurlLibrary::api().easyInit();
     if (curl == nullptr)
         return pacError(QStringLiteral("libcurl could not be initialised"));
     QByteArray body;
     char errorText[CURL_ERROR_SIZE] = {};
     const QByteArray url = pacURL.toEncoded();
-    curl_easy_setopt(curl, CURLOPT_URL, url.constData());
-    curl_easy_setopt(curl, CURLOPT_NOPROXY, "*"); // a PAC file never goes through a proxy
-    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 5L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(fetchTimeLimitMs));
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https,file");
-    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, appendToBuffer);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body);
-    const CURLcode code = curl_easy_perform(curl);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_URL, url.constData());
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_NOPROXY, "*"); // a PAC file never goes through a proxy
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_MAXREDIRS, 5L);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_TIMEOUT_MS, long(fetchTimeLimitMs));
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_NOSIGNAL, 1L);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_ACCEPT_ENCODING, "");
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_PROTOCOLS_STR, "http,https,file");
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_ERRORBUFFER, errorText);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_WRITEFUNCTION, appendToBuffer);
+    HXCurlLibrary::api().easySetopt(curl, CURLOPT_WRITEDATA, &body);
+    const CURLcode code = HXCurlLibrary::api().easyPerform(curl);
     long status = 0;
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    curl_easy_cleanup(curl);
+    HXCurlLibrary::api().easyGetinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    HXCurlLibrary::api().easyCleanup(curl);
     if (code != CURLE_OK)
-        return pacError(QString::fromUtf8(errorText[0] != '\0' ? errorText : curl_easy_strerror(code)), code);
+        return pacError(QString::fromUtf8(errorText[0] != '\0' ? errorText : HXCurlLibrary::api().easyStrerror(code)),
+                        code);
     if (status >= 400)
         return pacError(QStringLiteral("The server answered with status %1").arg(status), status);
     return body;

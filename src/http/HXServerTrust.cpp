@@ -2,8 +2,11 @@
 
 #include "HXHTTPLogging.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QHostAddress>
+#include <QMutex>
 #include <QSslConfiguration>
 
 #include <openssl/err.h>
@@ -77,6 +80,77 @@ QSslError::SslError sslErrorFor(int verifyResult)
     }
 }
 
+// What a trust store is built from: the extra CA files as they are on disk
+// now, and the roots added to Qt's default configuration.
+struct StoreSources
+{
+    QStringList files;
+    QList<QDateTime> fileTimes;
+    QList<qint64> fileSizes;
+    QList<QSslCertificate> authorities;
+
+    bool operator==(const StoreSources &) const = default;
+};
+
+StoreSources currentSources(const QStringList &extraCAFiles)
+{
+    StoreSources sources;
+    sources.files = extraCAFiles;
+    for (const QString &file : extraCAFiles) {
+        const QFileInfo info(file);
+        sources.fileTimes.append(info.lastModified());
+        sources.fileSizes.append(info.exists() ? info.size() : -1);
+    }
+    sources.authorities = QSslConfiguration::defaultConfiguration().caCertificates();
+    return sources;
+}
+
+StorePointer makeStore(const StoreSources &sources)
+{
+    StorePointer store(X509_STORE_new());
+    if (!store)
+        return store;
+    X509_STORE_set_default_paths(store.get());
+    // Roots the process added to Qt's default configuration count too.
+    for (const QSslCertificate &authority : sources.authorities) {
+        if (const X509Pointer root = toX509(authority))
+            X509_STORE_add_cert(store.get(), root.get());
+    }
+    ERR_clear_error();
+    for (const QString &file : sources.files) {
+        const QByteArray path = QFile::encodeName(file);
+        if (X509_STORE_load_locations(store.get(), path.constData(), nullptr) != 1)
+            qCWarning(lcKeaHttp) << "cannot read the CA file" << file << "- its certificates are not trusted";
+        ERR_clear_error();
+    }
+    return store;
+}
+
+// Reading the system's bundle parses every root it holds, which costs more
+// than a loopback request: the store is built once and shared until what it
+// is made from changes. OpenSSL stores may verify on several threads. The
+// last store is kept to the end of the process on purpose: freeing it from a
+// static destructor could run after OpenSSL cleaned up.
+StorePointer sharedStore(const QStringList &extraCAFiles)
+{
+    static QMutex mutex;
+    static StoreSources *cachedSources = nullptr;
+    static X509_STORE *cachedStore = nullptr;
+    StoreSources sources = currentSources(extraCAFiles);
+    QMutexLocker lock(&mutex);
+    if (cachedStore == nullptr || cachedSources == nullptr || !(sources == *cachedSources)) {
+        StorePointer made = makeStore(sources);
+        if (!made)
+            return made;
+        X509_STORE_free(cachedStore);
+        cachedStore = made.release();
+        delete cachedSources;
+        cachedSources = new StoreSources(std::move(sources));
+    }
+    X509_STORE_up_ref(cachedStore);
+    return StorePointer(cachedStore);
+}
+
 } // namespace
 
 QList<QSslError> HXServerTrust::evaluate() const
@@ -84,24 +158,11 @@ QList<QSslError> HXServerTrust::evaluate() const
     if (chain.isEmpty())
         return {QSslError(QSslError::NoPeerCertificate)};
     QList<QSslError> errors;
-    const StorePointer store(X509_STORE_new());
+    const StorePointer store = sharedStore(extraCAFiles);
     const StackPointer untrusted(sk_X509_new_null());
     const X509Pointer leaf = toX509(chain.first());
     if (!store || !untrusted || !leaf)
         return {QSslError(QSslError::UnspecifiedError, chain.first())};
-    X509_STORE_set_default_paths(store.get());
-    // Roots the process added to Qt's default configuration count too.
-    for (const QSslCertificate &authority : QSslConfiguration::defaultConfiguration().caCertificates()) {
-        if (const X509Pointer root = toX509(authority))
-            X509_STORE_add_cert(store.get(), root.get());
-    }
-    ERR_clear_error();
-    for (const QString &file : extraCAFiles) {
-        const QByteArray path = QFile::encodeName(file);
-        if (X509_STORE_load_locations(store.get(), path.constData(), nullptr) != 1)
-            qCWarning(lcKeaHttp) << "cannot read the CA file" << file << "- its certificates are not trusted";
-        ERR_clear_error();
-    }
     for (qsizetype i = 1; i < chain.size(); ++i) {
         if (X509Pointer intermediate = toX509(chain.at(i)))
             sk_X509_push(untrusted.get(), intermediate.release());

@@ -160,10 +160,15 @@ void HXUserDefaults::setObject(const QVariant &value, const QString &key)
         return;
     }
     QMutexLocker lock(&m_mutex);
-    if (m_settings)
+    if (m_settings) {
+        // Setting a key to the value it has would still rewrite the file
+        // (with its lock, a sync and a rename) at the next event loop pass.
+        if (m_settings->contains(key) && fromSettings(m_settings->value(key), value) == value)
+            return;
         m_settings->setValue(key, value);
-    else
+    } else {
         m_memory.insert(key, value);
+    }
 }
 
 void HXUserDefaults::removeObjectForKey(const QString &key)

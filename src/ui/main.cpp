@@ -1,6 +1,7 @@
 #include "HXApplication.h"
 #include "HXApplicationInstance.h"
 #include "HXDocumentWindow.h"
+#include "HXFreedesktopServices.h"
 #include "HXWindowManager.h"
 
 int main(int argc, char *argv[])
@@ -8,6 +9,8 @@ int main(int argc, char *argv[])
     if (const std::optional<int> status = HXApplicationInstance::runBeforeApplication(argc, argv))
         return *status;
     HXApplication app(argc, argv);
+    HXFreedesktopServices desktopServices;
+    HXDesktopServices::setSharedServices(&desktopServices);
     HXApplicationInstance instance;
     instance.setFileOpener([](const QString &path) -> HXDocument * {
         HXDocumentWindow *window = HXWindowManager::openFile(path);

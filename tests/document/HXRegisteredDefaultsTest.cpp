@@ -1,6 +1,11 @@
 #include "HXUserDefaults.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -67,6 +72,45 @@ TEST(RegisteredDefaults, AreExactlyTheAgreedTable)
     EXPECT_EQ(rows, QStringList({u"JSON | application/json | NO"_s, u"JSON | application/javascript | NO"_s,
                                  u"JSON | text/javascript | NO"_s, u"XML | .*xml.* | YES"_s,
                                  u"Form URL-Encoded | application/x-www-form-urlencoded | NO"_s}));
+}
+
+// A settings file is rewritten (lock, sync, rename: a new inode) only when a
+// value really changes; setting a key to the value it has, as every send
+// does for some keys, leaves the file alone.
+TEST(RegisteredDefaults, SettingAKeyToItsValueLeavesTheFileAlone)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"Kea.ini"_s);
+    HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
+    defaults.useSettingsFile(path);
+    auto inode = [&] {
+        struct stat info
+        {};
+        return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_ino : ino_t(0);
+    };
+    struct Case
+    {
+        QString key;
+        QVariant value;
+        QVariant changed;
+    };
+    const QList<Case> cases = {{u"_HXUserDefaultHasNewCompletions"_s, true, false},
+                               {u"HXUserDefaultMaxResponsesInCache"_s, 120, 121},
+                               {u"HXUserDefaultHTTPLibrary"_s, u"ASIHTTPRequest"_s, u"URLConnection"_s}};
+    for (const Case &item : cases) {
+        defaults.setObject(item.value, item.key);
+        defaults.synchronize();
+        const ino_t written = inode();
+        ASSERT_NE(written, ino_t(0)) << item.key.toStdString();
+        defaults.setObject(item.value, item.key);
+        defaults.synchronize();
+        EXPECT_EQ(inode(), written) << item.key.toStdString();
+        defaults.setObject(item.changed, item.key);
+        defaults.synchronize();
+        EXPECT_NE(inode(), written) << item.key.toStdString();
+        EXPECT_EQ(defaults.objectForKey(item.key), item.changed) << item.key.toStdString();
+    }
+    defaults.useSettingsFile(QString());
 }
 
 } // namespace

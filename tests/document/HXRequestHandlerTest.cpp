@@ -101,6 +101,28 @@ TEST_F(RequestHandlerTest, SendsOneAtATimeAndRecordsResponses)
     EXPECT_TRUE(presenter.alerts.isEmpty());
 }
 
+TEST_F(RequestHandlerTest, ResponsesAreWrittenWhenTheirRequestEnds)
+{
+    server.addResponse(ok("whole"));
+    server.addScript(
+        HXTestHTTPScript().readRequest().write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc").close());
+    HXRequest *whole = request(QStringLiteral("Whole"), QStringLiteral("/whole"));
+    HXRequest *cut = request(QStringLiteral("Cut"), QStringLiteral("/cut"));
+    handler.sendRequests({whole, cut});
+    ASSERT_TRUE(waitIdle());
+
+    // Read back from the file: what was not written is gone.
+    HXResponseManager::resetSharedManager();
+    const auto wholeSaved = HXResponseManager::sharedManager()->responsesForRequestUUID(whole->uuid());
+    ASSERT_EQ(wholeSaved.size(), 1);
+    EXPECT_EQ(wholeSaved.first()->bodyData(), QByteArray("whole"));
+    // A body cut short fails the request; the head that came is kept.
+    const auto cutSaved = HXResponseManager::sharedManager()->responsesForRequestUUID(cut->uuid());
+    ASSERT_EQ(cutSaved.size(), 1);
+    EXPECT_EQ(cutSaved.first()->statusCode(), 200);
+    EXPECT_EQ(presenter.alerts.size(), 1);
+}
+
 TEST_F(RequestHandlerTest, RedirectsFollowTheMethodAndAuthorizationRules)
 {
     for (bool keep : {false, true}) {

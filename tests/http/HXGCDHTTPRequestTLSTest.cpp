@@ -83,10 +83,13 @@ TEST_F(HXGCDHTTPRequestTLSTest, SelfSignedServerIsJudgedByTheDelegate)
     EXPECT_EQ(refused.delegate->lastTrust.host, QStringLiteral("127.0.0.1"));
     EXPECT_FALSE(refused.delegate->lastTrust.isTrusted());
 
-    // Accepted by the user.
+    // Accepted by the user. The connection resumes the first one's TLS
+    // session, and is asked about the same chain all the same.
     Result accepted = fetch(url, true);
     EXPECT_EQ(accepted.delegate->eventsWithoutProgress(), "headers finished");
     EXPECT_EQ(accepted.request->responseData(), QByteArray("secret"));
+    EXPECT_EQ(accepted.delegate->trustQuestions, 1);
+    EXPECT_EQ(accepted.delegate->lastTrust.chain, QList<QSslCertificate>{identity.certificate()});
 
     // Not asked at all when validation is off.
     Result ignored = fetch(url, false, true);
@@ -148,6 +151,15 @@ TEST_F(HXGCDHTTPRequestTLSTest, ExtraCAFilesAreTrustedRoots)
     EXPECT_TRUE(trust.isTrusted());
     trust.host = QStringLiteral("127.0.0.2");
     EXPECT_EQ(trust.evaluate().value(0).error(), QSslError::HostNameMismatch);
+
+    // The roots are read once and kept, but a file rewritten in place counts
+    // as it is now.
+    trust.host = QStringLiteral("localhost");
+    const HXTestCertificate other = HXTestCertificates::certificateAuthority(QStringLiteral("Kea other file CA"));
+    ASSERT_TRUE(HXTest::writeFile(caFile, other.certificatePEM));
+    EXPECT_FALSE(trust.isTrusted());
+    ASSERT_TRUE(HXTest::writeFile(caFile, authority.certificatePEM + other.certificatePEM));
+    EXPECT_TRUE(trust.isTrusted());
 }
 
 // One TLS connection served straight with OpenSSL: reads a request, writes

@@ -91,6 +91,12 @@ TEST_F(HXHTTPSettingsTest, SystemConfigurationFollowsTheEnvironment)
     qputenv("http_proxy", "http://envproxy.test:3129");
     qunsetenv("no_proxy");
     const std::string decided = decide("http://a.test/");
+    // The machine itself is never reached through the system's proxy.
+    std::vector<std::string> loopback;
+    for (const char *url :
+         {"http://127.0.0.1:8080/", "http://127.3.4.5/", "http://[::1]/", "http://LOCALHOST/", "http://api.localhost/"})
+        loopback.push_back(decide(url));
+    const std::string lookalike = decide("http://localhost.example/");
     qunsetenv("http_proxy");
     const std::string none = decide("http://a.test/");
     if (!saved.isEmpty())
@@ -99,6 +105,8 @@ TEST_F(HXHTTPSettingsTest, SystemConfigurationFollowsTheEnvironment)
         qputenv("no_proxy", savedNoProxy);
     EXPECT_EQ(decided, "1 envproxy.test:3129");
     EXPECT_EQ(none, "0 :0");
+    EXPECT_EQ(loopback, std::vector<std::string>(5, "0 :0"));
+    EXPECT_EQ(lookalike, "1 envproxy.test:3129");
 }
 
 TEST_F(HXHTTPSettingsTest, PACAnswers)
