@@ -90,8 +90,11 @@ HXCodeRequest HXCodeGenerator::codeRequest(HXRequest *request, HXEvaluationDocum
     code.method = wireText(request->method());
     if (assembly.URL)
         code.url = assembly.URL->toEncoded(QUrl::RemoveFragment);
-    for (const HXRequestHeaderEntry &entry : assembly.headers)
-        code.headers.append({wireText(entry.name), wireText(entry.value)});
+    // The engines leave out a header without a name or a value.
+    for (const HXRequestHeaderEntry &entry : assembly.headers) {
+        if (!entry.name.isEmpty() && !entry.value.isEmpty())
+            code.headers.append({wireText(entry.name), wireText(entry.value)});
+    }
     static const QList<QByteArray> withoutBody = {"GET", "HEAD", "DELETE", "OPTIONS"};
     const bool keepBody =
         !withoutBody.contains(code.method) ||

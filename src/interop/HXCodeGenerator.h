@@ -58,8 +58,9 @@ public:
     static QByteArray generate(Language language, const HXCodeRequest &request, const HXCodeOptions &options);
 
     // The request as Kea would send it in `document`'s current environment.
-    // The body of a method that carries none is left out as the engines do,
-    // unless "always send body" is set. Main thread only.
+    // As the engines do, headers with an empty name or value are left out,
+    // and so is the body of a method that carries none unless "always send
+    // body" is set. Main thread only.
     static HXCodeRequest codeRequest(HXRequest *request, HXEvaluationDocument *document);
 
     // `text` on one line, control characters replaced by blanks, for

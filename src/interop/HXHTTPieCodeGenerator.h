@@ -7,7 +7,8 @@
 // ":" or "=" has those escaped with "\"), and the body with --raw, or from
 // standard input through printf when it is not UTF-8 text or holds a NUL.
 // "Content-Type:" removes the JSON type HTTPie would give a body sent
-// without one.
+// without one. HTTPie puts Content-Type and Accept where its own defaults
+// stand, after User-Agent, whatever their place in the request.
 class HXHTTPieCodeGenerator
 {
 public:

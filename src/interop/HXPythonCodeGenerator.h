@@ -6,7 +6,8 @@
 // sent through a session, so that only its own headers go out, in order
 // (requests would otherwise put its default headers first). A dictionary
 // holds each name once: repeated headers are joined with ", ", as HTTP
-// allows, and a comment says so.
+// allows, and a comment says so. requests percent-encodes "[" and "]" in
+// the query, which Kea sends as they are.
 class HXPythonCodeGenerator
 {
 public:
