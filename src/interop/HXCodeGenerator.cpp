@@ -7,6 +7,7 @@
 #include "HXJavaScriptCodeGenerator.h"
 #include "HXPythonCodeGenerator.h"
 #include "HXRequest.h"
+#include "HXShellQuoting.h"
 #include "HXUserDefaults.h"
 
 namespace {
@@ -112,4 +113,40 @@ QByteArray HXCodeGenerator::commentText(const QString &text)
             c = ' ';
     }
     return bytes;
+}
+
+QByteArray HXCodeGenerator::escapedLiteral(const QByteArray &bytes, char quote)
+{
+    QByteArray quoted(1, quote);
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\\' || c == quote) {
+            quoted += '\\';
+            quoted += c;
+        } else if (c == '\n') {
+            quoted += "\\n";
+        } else if (byte >= 0x20 && byte <= 0x7E) {
+            quoted += c;
+        } else {
+            quoted += "\\x";
+            quoted += "0123456789abcdef"[byte >> 4];
+            quoted += "0123456789abcdef"[byte & 0xF];
+        }
+    }
+    return quoted + quote;
+}
+
+QByteArray HXCodeGenerator::shellCommand(const QByteArray &program, const QList<QByteArray> &arguments, bool indent,
+                                         const QString &comment, const QByteArray &input)
+{
+    QByteArray code;
+    if (!comment.isNull())
+        code += "# " + commentText(comment) + '\n';
+    if (!input.isEmpty())
+        code += "printf " + HXShellQuoting::printfFormat(input) + " | ";
+    code += program;
+    const QByteArray separator = indent ? QByteArray(" \\\n     ") : QByteArray(" ");
+    for (const QByteArray &argument : arguments)
+        code += separator + argument;
+    return code + '\n';
 }

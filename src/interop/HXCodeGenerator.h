@@ -66,4 +66,13 @@ public:
     // `text` on one line, control characters replaced by blanks, for
     // comments.
     static QByteArray commentText(const QString &text);
+    // `bytes` between two `quote` characters, as C-like languages (Python,
+    // JavaScript, Go) read it: "\", the quote and line feeds escaped,
+    // printable ASCII as it is, every other byte as \xHH.
+    static QByteArray escapedLiteral(const QByteArray &bytes, char quote);
+    // A shell command: `input` (when not empty) piped in through printf, the
+    // program and its (quoted) arguments, one per line with `indent`, after
+    // a comment line with `comment` when that is not null.
+    static QByteArray shellCommand(const QByteArray &program, const QList<QByteArray> &arguments, bool indent,
+                                   const QString &comment, const QByteArray &input = {});
 };

@@ -37,14 +37,7 @@ QByteArray HXCurlCodeGenerator::generate(const HXCodeRequest &request, const HXC
     }
     arguments.append(HXShellQuoting::quote(request.url));
 
-    QByteArray code;
-    if (options.addComments)
-        code += "# " + HXCodeGenerator::commentText(request.name) + '\n';
-    if (bodyFromInput)
-        code += "printf " + HXShellQuoting::printfFormat(request.body) + " | ";
-    code += "curl";
-    const QByteArray separator = options.curlIndent ? QByteArray(" \\\n     ") : QByteArray(" ");
-    for (const QByteArray &argument : std::as_const(arguments))
-        code += separator + argument;
-    return code + '\n';
+    return HXCodeGenerator::shellCommand("curl", arguments, options.curlIndent,
+                                         options.addComments ? request.name : QString(),
+                                         bodyFromInput ? request.body : QByteArray());
 }

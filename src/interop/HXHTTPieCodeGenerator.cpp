@@ -39,14 +39,7 @@ QByteArray HXHTTPieCodeGenerator::generate(const HXCodeRequest &request, const H
     if (hasBody && !request.hasHeader("Content-Type"))
         arguments.append(HXShellQuoting::quote("Content-Type:"));
 
-    QByteArray code;
-    if (options.addComments)
-        code += "# " + HXCodeGenerator::commentText(request.name) + '\n';
-    if (bodyFromInput)
-        code += "printf " + HXShellQuoting::printfFormat(request.body) + " | ";
-    code += "http";
-    const QByteArray separator = options.curlIndent ? QByteArray(" \\\n     ") : QByteArray(" ");
-    for (const QByteArray &argument : std::as_const(arguments))
-        code += separator + argument;
-    return code + '\n';
+    return HXCodeGenerator::shellCommand("http", arguments, options.curlIndent,
+                                         options.addComments ? request.name : QString(),
+                                         bodyFromInput ? request.body : QByteArray());
 }

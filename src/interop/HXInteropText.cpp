@@ -1,5 +1,8 @@
 #include "HXInteropText.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QStringList>
 
 namespace {
@@ -94,4 +97,19 @@ QStringList HXInteropText::variableNames(const QString &text)
     walk(
         text, [](const QString &, bool) {}, [&](const QString &name) { names.append(name); });
     return names;
+}
+
+QString HXInteropText::jsonText(const QJsonValue &value)
+{
+    if (value.isString())
+        return value.toString();
+    if (value.isDouble())
+        return QString::number(value.toDouble(), 'g', 17);
+    if (value.isBool())
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    if (value.isArray())
+        return QString::fromUtf8(QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact));
+    if (value.isObject())
+        return QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+    return {};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonValue>
 #include <QSet>
 #include <QString>
 
@@ -26,6 +27,10 @@ public:
 
     // The variable names of "{{name}}" in `text`, in order.
     static QStringList variableNames(const QString &text);
+    // A JSON value as the text of a field: strings as they are, numbers
+    // and booleans written out, arrays and objects as compact JSON, null
+    // and missing values empty.
+    static QString jsonText(const QJsonValue &value);
     // "{{" + name + "}}".
     static QString variableReference(const QString &name) { return QStringLiteral("{{") + name + QStringLiteral("}}"); }
 };

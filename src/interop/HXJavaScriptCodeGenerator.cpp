@@ -4,23 +4,7 @@
 
 QByteArray HXJavaScriptCodeGenerator::literal(const QByteArray &bytes)
 {
-    QByteArray quoted = "\"";
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\' || c == '"') {
-            quoted += '\\';
-            quoted += c;
-        } else if (c == '\n') {
-            quoted += "\\n";
-        } else if (byte >= 0x20 && byte <= 0x7E) {
-            quoted += c;
-        } else {
-            quoted += "\\x";
-            quoted += "0123456789abcdef"[byte >> 4];
-            quoted += "0123456789abcdef"[byte & 0xF];
-        }
-    }
-    return quoted + '"';
+    return HXCodeGenerator::escapedLiteral(bytes, '"');
 }
 
 QByteArray HXJavaScriptCodeGenerator::generate(const HXCodeRequest &request, const HXCodeOptions &options)

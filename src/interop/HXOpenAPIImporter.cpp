@@ -1,6 +1,7 @@
 #include "HXOpenAPIImporter.h"
 
 #include "HXCurlCommandImporter.h"
+#include "HXInteropText.h"
 #include "HXJSONDict.h"
 #include "HXJSONParser.h"
 #include "HXOpenAPISchemas.h"
@@ -54,16 +55,7 @@ QString withVariables(QString text, QStringList *names = nullptr)
 
 QString plainText(const QJsonValue &value)
 {
-    if (value.isString())
-        return value.toString();
-    if (value.isDouble())
-        return QString::number(value.toDouble(), 'g', 17);
-    if (value.isBool())
-        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-    if (value.isArray() || value.isObject())
-        return QString::fromUtf8(value.isArray() ? QJsonDocument(value.toArray()).toJson(QJsonDocument::Compact)
-                                                 : QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
-    return {};
+    return HXInteropText::jsonText(value);
 }
 
 class Reader

@@ -1,6 +1,7 @@
 #include "HXPostmanImporter.h"
 
 #include "HXCurlCommandImporter.h"
+#include "HXInteropText.h"
 
 #include <QJsonArray>
 
@@ -19,16 +20,9 @@ struct Auth
     QString token;
 };
 
-// A text that may be a string, a number or a boolean in the file.
 QString text(const QJsonValue &value)
 {
-    if (value.isString())
-        return value.toString();
-    if (value.isDouble())
-        return QString::number(value.toDouble(), 'g', 17);
-    if (value.isBool())
-        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-    return {};
+    return HXInteropText::jsonText(value);
 }
 
 // v2.1 writes auth parameters as [{key, value}], v2.0 as an object.

@@ -4,23 +4,8 @@
 
 QByteArray HXPythonCodeGenerator::literal(const QByteArray &bytes, bool asBytes)
 {
-    QByteArray quoted = asBytes || !HXShellQuoting::isPrintableASCII(bytes) ? "b'" : "'";
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\' || c == '\'') {
-            quoted += '\\';
-            quoted += c;
-        } else if (c == '\n') {
-            quoted += "\\n";
-        } else if (byte >= 0x20 && byte <= 0x7E) {
-            quoted += c;
-        } else {
-            quoted += "\\x";
-            quoted += "0123456789abcdef"[byte >> 4];
-            quoted += "0123456789abcdef"[byte & 0xF];
-        }
-    }
-    return quoted + '\'';
+    const bool bytesLiteral = asBytes || !HXShellQuoting::isPrintableASCII(bytes);
+    return (bytesLiteral ? "b" : "") + HXCodeGenerator::escapedLiteral(bytes, '\'');
 }
 
 QByteArray HXPythonCodeGenerator::generate(const HXCodeRequest &request, const HXCodeOptions &options)
