@@ -1,6 +1,6 @@
 # Checks that the folders under src/ include each other only downwards:
 #
-#   ui, cli  ->  presentation  ->  document  ->  model <-> dynamic  ->  http  ->  settings  ->  text
+#   ui, cli  ->  presentation  ->  interop  ->  document  ->  model <-> dynamic  ->  http  ->  settings  ->  text
 #
 # (ui and cli may include anything below them, not each other; every layer
 # above text may include settings.) An include names a header by file name; it belongs to the
@@ -21,9 +21,10 @@ set(allowed_http settings text)
 set(allowed_model dynamic http settings text)
 set(allowed_dynamic model http settings text)
 set(allowed_document model dynamic http settings text)
-set(allowed_presentation document model dynamic http settings text)
-set(allowed_ui presentation document model dynamic http settings text)
-set(allowed_cli presentation document model dynamic http settings text)
+set(allowed_interop document model dynamic http settings text)
+set(allowed_presentation interop document model dynamic http settings text)
+set(allowed_ui presentation interop document model dynamic http settings text)
+set(allowed_cli presentation interop document model dynamic http settings text)
 
 set(src "${KEA_SOURCE_ROOT}/src")
 file(GLOB folders RELATIVE "${src}" "${src}/*")
@@ -71,6 +72,6 @@ foreach(source ${sources})
 endforeach()
 
 if(upward GREATER 0)
-  message(FATAL_ERROR "${upward} include(s) point up a layer (allowed: ui, cli -> presentation -> document -> "
+  message(FATAL_ERROR "${upward} include(s) point up a layer (allowed: ui, cli -> presentation -> interop -> document -> "
                       "model <-> dynamic -> http -> settings -> text)")
 endif()

@@ -13,7 +13,7 @@ packages=(
   clang-format
   clang libclang-rt-14-dev
   xvfb xauth
-  tinyproxy nginx openssl curl jq python3 attr hyperfine strace ltrace linux-perf
+  tinyproxy nginx openssl curl jq python3 python3-requests httpie attr hyperfine strace ltrace linux-perf
   desktop-file-utils appstream shared-mime-info libqt6svg6 help2man
 )
 
