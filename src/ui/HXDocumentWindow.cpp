@@ -1,7 +1,7 @@
 #include "HXDocumentWindow.h"
 
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDocumentController.h"
 #include "HXEnvironment.h"
 #include "HXMainMenu.h"
@@ -39,6 +39,7 @@ namespace {
 constexpr int manageEnvironmentsTag = 33;
 constexpr int addEnvironmentTag = 32;
 constexpr int deleteEnvironmentTag = 34;
+constexpr int selectEnvironmentTag = 35;
 } // namespace
 
 HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget *parent)
@@ -46,10 +47,10 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setUnifiedTitleAndToolBarOnMac(true);
-    m_actions = new HXDocumentActions(m_document.get(), this);
+    m_commands = HXDocumentCommands::commandsForDocument(m_document.get());
 
-    m_list = new HXRequestListView(m_actions);
-    m_editor = new HXRequestEditor(m_actions);
+    m_list = new HXRequestListView(m_commands);
+    m_editor = new HXRequestEditor(m_commands);
     m_viewer = new HXResponseViewer;
     m_detailSplitter = new QSplitter(Qt::Vertical);
     m_detailSplitter->addWidget(m_editor);
@@ -77,6 +78,12 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, this, &HXDocumentWindow::_didReceiveResponse);
     connect(handler, &HXRequestHandler::idle, this, &HXDocumentWindow::updateCommandStates);
     connect(m_list, &HXRequestListView::selectionChanged, this, &HXDocumentWindow::_selectionChanged);
+    connect(m_commands, &HXDocumentCommands::showResponse, this, [this](const std::shared_ptr<HXResponse> &response) {
+        // After a response was deleted: the request's remaining ones.
+        _selectionChanged();
+        if (response != nullptr)
+            m_viewer->showResponse(response);
+    });
     HXManagedObjectContext *context = m_document->managedObjectContext();
     connect(context, &HXManagedObjectContext::objectsDidChange, this, [this] {
         _updateTitle();
@@ -177,13 +184,13 @@ void HXDocumentWindow::_buildToolbar()
     m_send->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_send->setPopupMode(QToolButton::MenuButtonPopup);
     auto *sendMenu = new QMenu(m_send);
-    sendMenu->addAction(tr("Send All"), m_actions, &HXDocumentActions::sendAllRequests);
+    sendMenu->addAction(tr("Send All"), m_commands, &HXDocumentCommands::sendAllRequests);
     m_send->setMenu(sendMenu);
     connect(m_send, &QToolButton::clicked, this, &HXDocumentWindow::sendSelected);
     m_stop = new QToolButton;
     m_stop->setText(tr("Stop"));
     m_stop->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    connect(m_stop, &QToolButton::clicked, m_actions, &HXDocumentActions::stopRequests);
+    connect(m_stop, &QToolButton::clicked, m_commands, &HXDocumentCommands::stopRequests);
     bar->addWidget(m_send);
     bar->addWidget(m_stop);
     bar->addSeparator();
@@ -281,7 +288,7 @@ void HXDocumentWindow::sendSelected()
     // Commit the field being edited before its request is sent.
     if (QWidget *focus = focusWidget())
         focus->clearFocus();
-    m_actions->sendRequests(selectedRequests());
+    m_commands->sendRequest(m_list->selectedItems());
 }
 
 void HXDocumentWindow::_selectionChanged()
@@ -378,20 +385,11 @@ void HXDocumentWindow::_environmentChosen(int index)
         return;
     const QVariant data = m_environments->itemData(index);
     if (data.typeId() == QMetaType::Int) {
-        switch (data.toInt()) {
-        case addEnvironmentTag:
-            m_actions->addEnvironment();
-            break;
-        case deleteEnvironmentTag:
-            m_document->deleteEnvironment();
-            break;
-        default:
-            break;
-        }
+        m_commands->environmentToolbarItemChanged(data.toInt());
         _updateEnvironments();
         return;
     }
-    m_document->selectEnvironment(static_cast<HXEnvironment *>(data.value<void *>()));
+    m_commands->environmentToolbarItemChanged(selectEnvironmentTag, static_cast<HXEnvironment *>(data.value<void *>()));
 }
 
 void HXDocumentWindow::_updateWarnings()
@@ -408,9 +406,10 @@ void HXDocumentWindow::showWarnings()
 
 void HXDocumentWindow::updateCommandStates()
 {
-    const bool busy = m_actions->isBusy();
-    m_stop->setEnabled(busy);
-    m_send->setEnabled(!selectedRequests().isEmpty());
+    HXDocumentCommands::InterfaceState state;
+    state.selection = m_list->selectedItems();
+    m_stop->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::StopRequests, state).enabled);
+    m_send->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::SendRequest, state).enabled);
     if (m_menu != nullptr)
         m_menu->updateStates();
 }

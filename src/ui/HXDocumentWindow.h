@@ -5,7 +5,7 @@
 #include <memory>
 
 class HXDocument;
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXMainMenu;
 class HXRequest;
 class HXRequestEditor;
@@ -23,7 +23,7 @@ class QToolButton;
 
 // The window of one document: toolbar, request list, request editor and
 // response viewer. It presents the document and forwards every command to
-// the document's actions; it holds no behaviour of its own.
+// the document's commands; it holds no behaviour of its own.
 class HXDocumentWindow : public QMainWindow
 {
     Q_OBJECT
@@ -34,7 +34,7 @@ public:
     ~HXDocumentWindow() override;
 
     HXDocument *document() const { return m_document.get(); }
-    HXDocumentActions *actions() const { return m_actions; }
+    HXDocumentCommands *commands() const { return m_commands; }
     HXRequestListView *requestList() const { return m_list; }
     HXRequestEditor *requestEditor() const { return m_editor; }
     HXResponseViewer *responseViewer() const { return m_viewer; }
@@ -74,7 +74,7 @@ private:
     void _saveInterfaceState();
 
     std::unique_ptr<HXDocument> m_document;
-    HXDocumentActions *m_actions = nullptr;
+    HXDocumentCommands *m_commands = nullptr;
     HXMainMenu *m_menu = nullptr;
     HXRequestListView *m_list = nullptr;
     HXRequestEditor *m_editor = nullptr;

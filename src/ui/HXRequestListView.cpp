@@ -1,6 +1,8 @@
 #include "HXRequestListView.h"
 
-#include "HXDocumentActions.h"
+#include "HXDocument.h"
+#include "HXDocumentCommands.h"
+#include "HXRequestGroup.h"
 #include "HXRequestListDelegate.h"
 #include "HXRequestTreeItem.h"
 #include "HXRequestTreeModel.h"
@@ -12,7 +14,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent) : QWidget(parent)
+HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *parent) : QWidget(parent)
 {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -25,7 +27,7 @@ HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent
     filterBox->addWidget(m_filter);
     layout->addLayout(filterBox);
 
-    m_model = new HXRequestTreeModel(actions, this);
+    m_model = new HXRequestTreeModel(commands, this);
     m_proxy = new QSortFilterProxyModel(this);
     m_proxy->setSourceModel(m_model);
     m_proxy->setFilterRole(HXRequestTreeModel::SearchTextRole);
@@ -64,7 +66,12 @@ HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent
             &HXRequestListView::selectionChanged);
     connect(m_model, &QAbstractItemModel::modelAboutToBeReset, this, &HXRequestListView::_rememberState);
     connect(m_model, &QAbstractItemModel::modelReset, this, &HXRequestListView::_restoreState);
-    connect(actions, &HXDocumentActions::selectionRequested, this, &HXRequestListView::selectItems);
+    connect(commands, &HXDocumentCommands::selectItems, this,
+            [this](const QList<HXRequestTreeItem *> &items, HXRequestGroup *expand) {
+                if (expand != nullptr)
+                    m_tree->expand(m_proxy->mapFromSource(m_model->indexForItem(expand)));
+                selectItems(items);
+            });
     m_tree->expandAll();
 }
 

@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXRequestTreeItem;
 class HXRequestTreeModel;
 class QLineEdit;
@@ -17,7 +17,7 @@ class HXRequestListView : public QWidget
 {
     Q_OBJECT
 public:
-    HXRequestListView(HXDocumentActions *actions, QWidget *parent = nullptr);
+    HXRequestListView(HXDocumentCommands *commands, QWidget *parent = nullptr);
 
     HXRequestTreeModel *model() const { return m_model; }
     QTreeView *treeView() const { return m_tree; }
