@@ -44,6 +44,8 @@ public:
 
     int viewType() const { return m_viewType; }
     void setViewType(int viewType);
+    int orderBy() const { return m_orderBy; }
+    void setOrderBy(int orderBy);
     HXRequest *currentRequest() const;
     QList<HXRequest *> selectedRequests() const;
 
@@ -62,6 +64,7 @@ protected:
 
 private:
     void _buildToolbar();
+    QWidget *_makeChangedOutsideNotice();
     void _updateIcons();
     void _selectionChanged();
     void _updateTitle();
@@ -91,5 +94,6 @@ private:
     HXWarningsButton *m_warnings = nullptr;
     QAction *m_warningsItem = nullptr;
     int m_viewType = SplitView;
+    int m_orderBy = 0;
     bool m_updatingEnvironments = false;
 };

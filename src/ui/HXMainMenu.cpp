@@ -225,6 +225,15 @@ void HXMainMenu::_buildView()
             QKeySequence(Qt::CTRL | (Qt::Key_1 + i)))
             ->setCheckable(true);
     view->addSeparator();
+    QMenu *order = view->addMenu(tr("&Order By"));
+    const QList<std::pair<QString, Action>> orders = {{tr("Custom"), Action::OrderRequestsByCustomOrder},
+                                                      {tr("Name"), Action::OrderRequestsByName},
+                                                      {tr("URL"), Action::OrderRequestsByURL}};
+    for (int i = 0; i < orders.size(); ++i)
+        _add(order, orders.at(i).first, orders.at(i).second, [this, i] {
+            m_window->setOrderBy(i);
+        })->setCheckable(true);
+    view->addSeparator();
     _add(view, tr("Show &Warnings"), Action::ShowWarningsPopover, [this] { m_window->showWarnings(); });
     view->addAction(tr("Focus &URL"), QKeySequence(Qt::CTRL | Qt::Key_L), m_window,
                     [this] { m_window->requestEditor()->focusURL(); });
@@ -240,6 +249,7 @@ void HXMainMenu::updateStates()
     HXDocumentCommands::InterfaceState state;
     state.selection = _selection();
     state.mainViewType = m_window->viewType();
+    state.orderBy = m_window->orderBy();
     state.shownResponse = m_window->responseViewer()->response();
     HXDocumentCommands *commands = _commands();
     for (const Item &item : std::as_const(m_items)) {

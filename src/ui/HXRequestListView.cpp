@@ -33,6 +33,8 @@ HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *pare
     m_proxy->setFilterRole(HXRequestTreeModel::SearchTextRole);
     m_proxy->setFilterCaseSensitivity(Qt::CaseInsensitive);
     m_proxy->setRecursiveFilteringEnabled(true);
+    m_proxy->setSortCaseSensitivity(Qt::CaseInsensitive);
+    m_proxy->setSortLocaleAware(true);
 
     m_tree = new QTreeView;
     m_tree->setObjectName(QStringLiteral("requestList"));
@@ -112,6 +114,23 @@ void HXRequestListView::selectItems(const QList<HXRequestTreeItem *> &items)
     if (last.isValid()) {
         m_tree->selectionModel()->setCurrentIndex(last, QItemSelectionModel::NoUpdate);
         m_tree->scrollTo(last);
+    }
+}
+
+void HXRequestListView::setOrderBy(int orderBy)
+{
+    switch (orderBy) {
+    case 1:
+        m_proxy->setSortRole(Qt::DisplayRole);
+        m_proxy->sort(0, Qt::AscendingOrder);
+        break;
+    case 2:
+        m_proxy->setSortRole(HXRequestTreeModel::URLRole);
+        m_proxy->sort(0, Qt::AscendingOrder);
+        break;
+    default:
+        m_proxy->sort(-1);
+        break;
     }
 }
 

@@ -28,6 +28,8 @@ public:
     void selectItems(const QList<HXRequestTreeItem *> &items);
     void setContextMenu(QMenu *menu) { m_contextMenu = menu; }
     void renameCurrent();
+    // 0: the document's own order, 1: by name, 2: by URL.
+    void setOrderBy(int orderBy);
 
     QStringList expandedItemURIs() const;
     void expandItems(const QStringList &uris);

@@ -234,3 +234,35 @@ TEST_F(DocumentWindowTest, UndoesAWarningRepairFromThePopover)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, OrdersTheListByNameOrURLAndBack)
+{
+    HXDocumentCommands *commands = window->commands();
+    HXRequest *first = window->currentRequest();
+    HXRequest *second = commands->addRequest({first});
+    HXRequest *third = commands->addRequest({second});
+    const QList<std::tuple<HXRequest *, const char *, const char *>> requests = {
+        {first, "delta", "http://b/"}, {second, "Alpha", "http://c/"}, {third, "charlie", "http://a/"}};
+    for (const auto &[request, name, url] : requests) {
+        commands->renameRequestTreeItem(request, QString::fromLatin1(name));
+        commands->setValueForKey(request, QStringLiteral("url"), QString::fromLatin1(url),
+                                 QStringLiteral("Change URL"));
+    }
+    auto shown = [&] {
+        QStringList names;
+        const QAbstractItemModel *model = window->requestList()->treeView()->model();
+        for (int row = 0; row < model->rowCount(); ++row)
+            names.append(model->index(row, 0).data().toString());
+        return names.join(u' ');
+    };
+    const QList<std::pair<int, const char *>> cases = {
+        {1, "Alpha charlie delta"}, {2, "charlie delta Alpha"}, {0, "delta Alpha charlie"}};
+    for (const auto &[order, expected] : cases) {
+        window->setOrderBy(order);
+        EXPECT_EQ(shown(), QString::fromLatin1(expected)) << order;
+    }
+}
+
+} // namespace
