@@ -15,6 +15,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 QString nameOf(const QSslCertificate &certificate, bool issuer)
 {
@@ -62,6 +64,7 @@ HXServerTrustDialog::HXServerTrustDialog(const HXPresenter::Alert &alert, QWidge
     auto *texts = new QVBoxLayout;
     texts->addWidget(message);
     texts->addWidget(informative);
+    texts->addStretch(1);
     auto *top = new QHBoxLayout;
     top->setSpacing(16);
     top->addWidget(icon);
@@ -71,7 +74,6 @@ HXServerTrustDialog::HXServerTrustDialog(const HXPresenter::Alert &alert, QWidge
     m_chain = new QTreeWidget;
     m_chain->setHeaderHidden(true);
     m_chain->setRootIsDecorated(false);
-    m_chain->setMaximumHeight(110);
     QTreeWidgetItem *parentItem = nullptr;
     QTreeWidgetItem *leaf = nullptr;
     for (qsizetype i = alert.certificateChain.size() - 1; i >= 0; --i) {
@@ -86,13 +88,16 @@ HXServerTrustDialog::HXServerTrustDialog(const HXPresenter::Alert &alert, QWidge
     }
     m_chain->expandAll();
     m_chain->setIndentation(14);
+    // As tall as the chain, up to five rows.
+    const int rows = std::clamp(int(alert.certificateChain.size()), 1, 5);
+    const int rowHeight = std::max(m_chain->fontMetrics().height() + 6, m_chain->sizeHintForRow(0));
+    m_chain->setFixedHeight(rows * rowHeight + 2 * m_chain->frameWidth() + 2);
     m_details = new QLabel;
     m_details->setObjectName(QStringLiteral("certificateDetails"));
     m_details->setTextFormat(Qt::RichText);
     m_details->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_details->setWordWrap(true);
     m_details->setAlignment(Qt::AlignTop | Qt::AlignLeft);
-    m_details->setMinimumHeight(m_details->fontMetrics().lineSpacing() * 7);
     connect(m_chain, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem *item) {
         if (item != nullptr)
             _showCertificate(item->data(0, Qt::UserRole).toInt());
@@ -119,12 +124,15 @@ HXServerTrustDialog::HXServerTrustDialog(const HXPresenter::Alert &alert, QWidge
     layout->setSpacing(10);
     layout->addLayout(top);
     layout->addWidget(m_chain);
-    layout->addWidget(m_details, 1);
+    layout->addWidget(m_details);
+    layout->addSpacing(4);
     layout->addWidget(m_always);
     layout->addWidget(buttons);
-    resize(560, sizeHint().height());
+    // The server's own certificate first; the dialog fits its details.
     if (leaf != nullptr)
         m_chain->setCurrentItem(leaf);
+    setMinimumWidth(560);
+    resize(560, layout->totalHeightForWidth(560));
 }
 
 bool HXServerTrustDialog::alwaysTrust() const

@@ -18,11 +18,14 @@
 #include <limits>
 
 namespace {
-// "hashType" -> "Hash Type".
+// "hashType" -> "Hash Type", "useZForUTC" -> "Use Z For UTC".
 QString labelForKey(const QString &key)
 {
     QString label = key;
-    label.replace(QRegularExpression(QStringLiteral("([a-z0-9])([A-Z])")), QStringLiteral("\\1 \\2"));
+    static const QRegularExpression wordStart(QStringLiteral("([a-z0-9])([A-Z])"));
+    static const QRegularExpression acronymEnd(QStringLiteral("([A-Z])([A-Z][a-z])"));
+    label.replace(wordStart, QStringLiteral("\\1 \\2"));
+    label.replace(acronymEnd, QStringLiteral("\\1 \\2"));
     if (!label.isEmpty())
         label[0] = label.at(0).toUpper();
     return label + u':';

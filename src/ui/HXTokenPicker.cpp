@@ -6,9 +6,46 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPainter>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
 #include <algorithm>
+
+namespace {
+constexpr int groupRole = Qt::UserRole + 1;
+constexpr int maximumVisibleRows = 12;
+
+// A row: the kind's title, and its group in a quieter colour at the right.
+class KindDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        QSize size = QStyledItemDelegate::sizeHint(option, index);
+        size.setHeight(std::max(size.height(), option.fontMetrics.height() + 10));
+        return size;
+    }
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        QStyleOptionViewItem titleOption = option;
+        titleOption.rect.adjust(6, 0, 0, 0);
+        QStyledItemDelegate::paint(painter, titleOption, index);
+        const bool selected = option.state & QStyle::State_Selected;
+        painter->save();
+        painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::PlaceholderText));
+        QFont small = option.font;
+        small.setPointSizeF(small.pointSizeF() * 0.9);
+        painter->setFont(small);
+        painter->drawText(option.rect.adjusted(0, 0, -8, 0), Qt::AlignRight | Qt::AlignVCenter,
+                          index.data(groupRole).toString());
+        painter->restore();
+    }
+};
+} // namespace
 
 HXTokenPicker::HXTokenPicker(QWidget *parent) : QFrame(parent, Qt::Popup)
 {
@@ -25,11 +62,12 @@ HXTokenPicker::HXTokenPicker(QWidget *parent) : QFrame(parent, Qt::Popup)
     m_list = new QListWidget;
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setUniformItemSizes(true);
+    m_list->setItemDelegate(new KindDelegate(m_list));
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     for (const HXDynamicValueKind &kind : HXDynamicValueCatalogue::availableKinds()) {
         auto *item = new QListWidgetItem(HXDynamicValueCatalogue::localizedTitle(kind.className));
         item->setData(Qt::UserRole, kind.className);
-        item->setData(Qt::UserRole + 1, HXDynamicValueCatalogue::localizedGroup(kind.group));
-        item->setToolTip(HXDynamicValueCatalogue::localizedGroup(kind.group));
+        item->setData(groupRole, HXDynamicValueCatalogue::localizedGroup(kind.group));
         m_list->addItem(item);
     }
     auto *empty = new QLabel(tr("No Matches"));
@@ -43,8 +81,7 @@ HXTokenPicker::HXTokenPicker(QWidget *parent) : QFrame(parent, Qt::Popup)
     connect(m_search, &QLineEdit::textChanged, this, &HXTokenPicker::_filter);
     connect(m_list, &QListWidget::itemActivated, this, &HXTokenPicker::_choose);
     connect(m_list, &QListWidget::itemClicked, this, &HXTokenPicker::_choose);
-    const int rows = std::min(m_list->count(), 12);
-    resize(300, m_search->sizeHint().height() + rows * m_list->sizeHintForRow(0) + 20);
+    setFixedWidth(340);
     _filter(QString());
 }
 
@@ -65,13 +102,19 @@ void HXTokenPicker::_filter(const QString &text)
     for (int row = 0; row < m_list->count(); ++row) {
         QListWidgetItem *item = m_list->item(row);
         const bool match = item->text().contains(needle, Qt::CaseInsensitive) ||
-                           item->data(Qt::UserRole + 1).toString().contains(needle, Qt::CaseInsensitive);
+                           item->data(groupRole).toString().contains(needle, Qt::CaseInsensitive);
         item->setHidden(!match);
         if (match && first == nullptr)
             first = item;
     }
     m_list->setCurrentItem(first);
     m_list->setVisible(first != nullptr);
+    // The list is as tall as its matches, up to a dozen rows.
+    int shown = 0;
+    for (int row = 0; row < m_list->count(); ++row)
+        shown += m_list->item(row)->isHidden() ? 0 : 1;
+    m_list->setFixedHeight(std::min(shown, maximumVisibleRows) * m_list->sizeHintForRow(0) + 2 * m_list->frameWidth());
+    adjustSize();
     if (auto *empty = findChild<QLabel *>(QStringLiteral("noMatches")))
         empty->setVisible(first == nullptr);
 }
