@@ -4,6 +4,7 @@
 #include "HXDocumentCommands.h"
 #include "HXDocumentController.h"
 #include "HXEnvironment.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXMainMenu.h"
 #include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
@@ -84,6 +85,11 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, this, &HXDocumentWindow::_didReceiveResponse);
     connect(handler, &HXRequestHandler::idle, this, &HXDocumentWindow::updateCommandStates);
     connect(m_list, &HXRequestListView::selectionChanged, this, &HXDocumentWindow::_selectionChanged);
+    connect(m_commands, &HXDocumentCommands::showEnvironmentsSheet, this, [this] {
+        auto *sheet = new HXEnvironmentsWindow(m_commands, this);
+        sheet->setAttribute(Qt::WA_DeleteOnClose);
+        sheet->open();
+    });
     connect(m_commands, &HXDocumentCommands::showResponse, this, [this](const std::shared_ptr<HXResponse> &response) {
         // After a response was deleted: the request's remaining ones.
         _selectionChanged();

@@ -3,6 +3,8 @@
 #include "HXDocumentCommands.h"
 #include "HXDynamicStringEdit.h"
 #include "HXEchoService.h"
+#include "HXEnvironmentTableModel.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXLargeTextView.h"
 #include "HXMainMenu.h"
 #include "HXManagedObjectContext.h"
@@ -22,9 +24,11 @@
 
 #include <QAbstractItemView>
 #include <QAction>
+#include <QFont>
 #include <QLabel>
 #include <QMenu>
 #include <QMimeData>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
 #include <QTreeView>
@@ -263,6 +267,37 @@ TEST_F(DocumentWindowTest, OrdersTheListByNameOrURLAndBack)
         window->setOrderBy(order);
         EXPECT_EQ(shown(), QString::fromLatin1(expected)) << order;
     }
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, EnvironmentsSheetEditsTheGridThroughTheCommands)
+{
+    window->commands()->environmentToolbarItemChanged(33);
+    auto *sheet = window->findChild<HXEnvironmentsWindow *>();
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_EQ(sheet->windowModality(), Qt::WindowModal);
+    HXEnvironmentTableModel *model = sheet->model();
+    ASSERT_EQ(model->columnCount(), 2) << "the names, then the one environment";
+    EXPECT_TRUE(model->headerData(1, Qt::Horizontal, Qt::FontRole).value<QFont>().bold()) << "the current one";
+
+    sheet->addVariableButton()->click();
+    ASSERT_EQ(model->rowCount(), 1);
+    EXPECT_TRUE(model->setData(model->index(0, 0), QStringLiteral("host")));
+    EXPECT_TRUE(model->setData(model->index(0, 1), QStringLiteral("example.com")));
+    EXPECT_EQ(model->index(0, 0).data().toString(), QStringLiteral("host"));
+    EXPECT_EQ(model->index(0, 1).data().toString(), QStringLiteral("example.com"));
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Change Value"));
+
+    sheet->addEnvironmentButton()->click();
+    EXPECT_EQ(model->columnCount(), 3);
+    window->commands()->undo();
+    window->commands()->undo();
+    EXPECT_EQ(model->columnCount(), 2);
+    EXPECT_EQ(model->index(0, 1).data().toString(), QString());
+    sheet->close();
 }
 
 } // namespace
