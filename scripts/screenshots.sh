@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Renders Kea's window to build/screenshots/*.png under a virtual X server:
 # the demo document with its responses (sent to Kea's echo service) in the
-# three views, the headers tabs, the warnings popover, a token editor, the
-# question about an untrusted server (a self-signed one made here), dark mode
-# and a 100 MB JSON body. Usage: scripts/screenshots.sh [BUILD-FOLDER]
+# three views, the headers tabs, the warnings popover, a token editor and
+# the catalogue search, the environments sheet, the question about an
+# untrusted server (a self-signed one made here), dark mode and a 100 MB JSON
+# body. Usage: scripts/screenshots.sh [BUILD-FOLDER]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build}

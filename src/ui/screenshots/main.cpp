@@ -8,6 +8,7 @@
 #include "HXDocumentCommands.h"
 #include "HXDocumentWindow.h"
 #include "HXDynamicStringEdit.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXLargeTextView.h"
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
@@ -198,6 +199,13 @@ int main(int argc, char *argv[])
     picker->close();
     settle();
     window->commands()->undo();
+
+    // The environments sheet.
+    window->commands()->environmentToolbarItemChanged(33);
+    if (auto *sheet = window->findChild<HXEnvironmentsWindow *>()) {
+        ok = shoot(folder, QStringLiteral("environments")) && ok;
+        sheet->close();
+    }
 
     // The question about a server whose certificate is not trusted.
     if (arguments.size() == 4) {
