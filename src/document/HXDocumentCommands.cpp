@@ -8,41 +8,11 @@
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXRequestHandler.h"
+#include "HXUndoGroup.h"
 #include "HXUndoManager.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
-
-namespace {
-
-// One undo group with a name, closed when the scope ends after the
-// context's pending changes are processed.
-class UndoGroup
-{
-public:
-    UndoGroup(HXManagedObjectContext *context, QString name) : m_context(context), m_name(std::move(name))
-    {
-        m_context->processPendingChanges();
-        if (HXUndoManager *undo = m_context->undoManager())
-            undo->beginUndoGrouping();
-    }
-    ~UndoGroup()
-    {
-        m_context->processPendingChanges();
-        if (HXUndoManager *undo = m_context->undoManager()) {
-            undo->setActionName(m_name);
-            undo->endUndoGrouping();
-        }
-    }
-    UndoGroup(const UndoGroup &) = delete;
-    UndoGroup &operator=(const UndoGroup &) = delete;
-
-private:
-    HXManagedObjectContext *m_context;
-    QString m_name;
-};
-
-} // namespace
 
 HXDocumentCommands::HXDocumentCommands(HXDocument *document) : QObject(document), m_document(document) {}
 
@@ -110,7 +80,7 @@ HXRequest *HXDocumentCommands::addRequestWithBlock(const Selection &selection,
     HXManagedObjectContext *context = m_document->managedObjectContext();
     HXRequest *request = nullptr;
     {
-        UndoGroup group(context, tr("Add Request"));
+        HXUndoGroup group(context, tr("Add Request"));
         request = context->insertNewObject<HXRequest>(HXRequest::staticEntityName());
         request->setOrderAndParentWithSelectedItem(selection.isEmpty() ? nullptr : selection.last());
         if (block)
@@ -125,7 +95,7 @@ HXRequestGroup *HXDocumentCommands::addRequestFolder(const Selection &selection)
     HXManagedObjectContext *context = m_document->managedObjectContext();
     HXRequestGroup *folder = nullptr;
     {
-        UndoGroup group(context, tr("Add Request Folder"));
+        HXUndoGroup group(context, tr("Add Request Folder"));
         folder = context->insertNewObject<HXRequestGroup>(HXRequestGroup::staticEntityName());
         folder->setOrderAndParentWithSelectedItem(selection.isEmpty() ? nullptr : selection.last());
         folder->setName(folder->order() <= 0 ? tr("Group") : tr("Group (%1)").arg(folder->order() + 1));
@@ -139,7 +109,7 @@ HXRequestGroup *HXDocumentCommands::groupRequestTreeItems(const Selection &selec
     HXManagedObjectContext *context = m_document->managedObjectContext();
     HXRequestGroup *folder = nullptr;
     {
-        UndoGroup group(context, tr("Group Requests"));
+        HXUndoGroup group(context, tr("Group Requests"));
         folder = context->insertNewObject<HXRequestGroup>(HXRequestGroup::staticEntityName());
         folder->setOrderAndParentWithSelectedItem(selection.isEmpty() ? nullptr : selection.last());
         QStringList names;
@@ -183,7 +153,7 @@ QList<HXRequest *> HXDocumentCommands::duplicate(const Selection &selection)
     HXManagedObjectContext *context = m_document->managedObjectContext();
     QList<HXRequest *> copies;
     {
-        UndoGroup group(context, tr("Duplicate"));
+        HXUndoGroup group(context, tr("Duplicate"));
         for (HXRequest *request : requests) {
             auto copied = HXPasteboardManagement::copyIncludingRelationshipsUsingContext(request, context);
             if (!copied || *copied == nullptr)
@@ -285,7 +255,7 @@ bool HXDocumentCommands::moveRequestTreeItems(const Selection &items, HXRequestG
         siblings.insert(at + i, items.at(i));
     HXManagedObjectContext *context = m_document->managedObjectContext();
     {
-        UndoGroup group(context, tr("Move"));
+        HXUndoGroup group(context, tr("Move"));
         for (qsizetype i = 0; i < siblings.size(); ++i) {
             siblings.at(i)->setParent(parent);
             siblings.at(i)->setOrder(i);

@@ -19,6 +19,8 @@
 
 class HXDocument;
 class HXEnvironment;
+class HXKeyValue;
+class HXManagedObject;
 class HXPasteboard;
 class HXRequest;
 
@@ -107,6 +109,22 @@ public:
     // Deletes every tree item (by uuid); with `purgeUndoManager` the undo
     // manager is emptied afterwards.
     void deleteAllRequestTreeItemsPurgeUndoManager(bool purgeUndoManager);
+
+    // ---- editing ---------------------------------------------------------
+    // "Rename": nothing when the name is unchanged.
+    void renameRequestTreeItem(HXRequestTreeItem *item, const QString &name);
+    // One stored property of a request, folder or row, as one step named
+    // `undoName`; nothing when the value is unchanged.
+    void setValueForKey(HXManagedObject *object, const QString &key, const QVariant &value, const QString &undoName);
+    // Rows of `owner`'s key/value table held through `relationship`
+    // ("Add Row", "Delete Row" / "Delete Rows", "Move Row").
+    HXKeyValue *addKeyValue(HXManagedObject *owner, const QString &relationship, const QString &name,
+                            const QString &value);
+    void deleteKeyValues(const QList<HXKeyValue *> &rows);
+    void moveKeyValue(HXKeyValue *row, int toIndex);
+    // Undo and redo the named steps of the document's undo manager.
+    void undo();
+    void redo();
 
     // ---- sending ---------------------------------------------------------
     // Sends the selected requests; asks first when a request is running.

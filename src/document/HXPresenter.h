@@ -44,8 +44,10 @@ public:
         // The document whose window shows the alert as a sheet; null for an
         // application-wide alert.
         QPointer<HXDocument> document;
-        // For a trust question: the server's certificates, leaf first.
+        // For a trust question: the server's certificates, leaf first, and
+        // the host they were presented for.
         QList<QSslCertificate> certificateChain;
+        QString host;
     };
 
     // A save panel: where to write an exported file.

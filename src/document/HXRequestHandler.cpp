@@ -10,6 +10,7 @@
 #include "HXResponse.h"
 #include "HXResponseManager.h"
 #include "HXThreading.h"
+#include "HXTrustedCertificates.h"
 #include "HXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -423,7 +424,8 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
     Q_UNUSED(engineRequest);
     // A chain that the system's roots (or the user's extra CA files) vouch
     // for, issued for this host, needs no question.
-    if (trust.isTrusted()) {
+    // So does a certificate the user chose to always trust for this host.
+    if (trust.isTrusted() || HXTrustedCertificates::isTrusted(host, trust.chain.value(0))) {
         completionBlock(true);
         return;
     }
@@ -431,6 +433,7 @@ void HXRequestHandler::HTTPRequestDidReceiveServerTrustAuthenticationChallenge(
     alert.kind = HXPresenter::AlertKind::ServerTrust;
     alert.document = m_document;
     alert.certificateChain = trust.chain;
+    alert.host = host;
     alert.message = tr("Kea can't verify the identity of the remote server \"%1\".").arg(host);
     alert.informativeText = tr("Please review the certificate chain below. You may compromize the informations you "
                                "are sending. Would you like to connect to the remote server anyway?");

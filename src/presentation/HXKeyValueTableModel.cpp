@@ -1,7 +1,7 @@
 #include "HXKeyValueTableModel.h"
 
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDynamicValueEngine.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
@@ -10,11 +10,11 @@
 #include <QGuiApplication>
 #include <QPalette>
 
-HXKeyValueTableModel::HXKeyValueTableModel(HXDocumentActions *actions, QObject *parent)
-    : QAbstractTableModel(parent), m_actions(actions)
+HXKeyValueTableModel::HXKeyValueTableModel(HXDocumentCommands *commands, QObject *parent)
+    : QAbstractTableModel(parent), m_commands(commands)
 {
-    if (actions->document())
-        connect(actions->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
+    if (commands->document())
+        connect(commands->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
                 &HXKeyValueTableModel::_objectsDidChange);
 }
 
@@ -126,14 +126,14 @@ QVariant HXKeyValueTableModel::data(const QModelIndex &index, int role) const
 
 bool HXKeyValueTableModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (!index.isValid() || !m_actions || m_owner == nullptr || isInheritedRow(index.row()))
+    if (!index.isValid() || !m_commands || m_owner == nullptr || isInheritedRow(index.row()))
         return false;
     HXKeyValue *keyValue = keyValueForRow(index.row());
     if (index.column() == EnabledColumn) {
         if (role != Qt::CheckStateRole || keyValue == nullptr)
             return false;
-        m_actions->setValue(keyValue, QStringLiteral("enabled"), value.toInt() == Qt::Checked,
-                            value.toInt() == Qt::Checked ? tr("Enable Row") : tr("Disable Row"));
+        m_commands->setValueForKey(keyValue, QStringLiteral("enabled"), value.toInt() == Qt::Checked,
+                                   value.toInt() == Qt::Checked ? tr("Enable Row") : tr("Disable Row"));
         return true;
     }
     if (role != Qt::EditRole && role != StoredStringRole)
@@ -145,11 +145,12 @@ bool HXKeyValueTableModel::setData(const QModelIndex &index, const QVariant &val
         if (stored.isEmpty())
             return false;
         const bool name = index.column() == NameColumn;
-        m_actions->addKeyValue(m_owner, m_relationship, name ? stored : QString(), name ? QString() : stored);
+        m_commands->addKeyValue(m_owner, m_relationship, name ? stored : QString(), name ? QString() : stored);
         return true;
     }
     const QString key = index.column() == NameColumn ? QStringLiteral("name") : QStringLiteral("value");
-    m_actions->setValue(keyValue, key, stored, index.column() == NameColumn ? tr("Change Name") : tr("Change Value"));
+    m_commands->setValueForKey(keyValue, key, stored,
+                               index.column() == NameColumn ? tr("Change Name") : tr("Change Value"));
     return true;
 }
 
@@ -196,7 +197,7 @@ bool HXKeyValueTableModel::removeRows(int row, int count, const QModelIndex &par
 
 bool HXKeyValueTableModel::removeRowList(const QList<int> &rows)
 {
-    if (!m_actions)
+    if (!m_commands)
         return false;
     QList<HXKeyValue *> keyValues;
     for (int row : rows) {
@@ -205,6 +206,6 @@ bool HXKeyValueTableModel::removeRowList(const QList<int> &rows)
     }
     if (keyValues.isEmpty())
         return false;
-    m_actions->deleteKeyValues(keyValues);
+    m_commands->deleteKeyValues(keyValues);
     return true;
 }

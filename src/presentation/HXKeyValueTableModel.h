@@ -3,7 +3,7 @@
 #include <QAbstractTableModel>
 #include <QPointer>
 
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXKeyValue;
 class HXManagedObject;
 struct HXManagedObjectChanges;
@@ -21,7 +21,7 @@ public:
         HasTokensRole,                       // the cell holds tokens (not editable as plain text)
     };
 
-    HXKeyValueTableModel(HXDocumentActions *actions, QObject *parent = nullptr);
+    HXKeyValueTableModel(HXDocumentCommands *commands, QObject *parent = nullptr);
 
     // The table shown: the rows of `owner` held through `relationship`.
     void setOwner(HXManagedObject *owner, const QString &relationship);
@@ -50,7 +50,7 @@ private:
     void _objectsDidChange(const HXManagedObjectChanges &changes);
     bool _hasBlankRow() const;
 
-    QPointer<HXDocumentActions> m_actions;
+    QPointer<HXDocumentCommands> m_commands;
     HXManagedObject *m_owner = nullptr;
     QString m_relationship;
     QList<HXKeyValue *> m_rows;

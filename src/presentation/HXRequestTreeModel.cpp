@@ -1,15 +1,20 @@
 #include "HXRequestTreeModel.h"
 
+#include "HXClipboardPasteboard.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDynamicValueEngine.h"
 #include "HXManagedObjectContext.h"
+#include "HXMemoryPasteboard.h"
+#include "HXPasteboardManagement.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXRequestHandler.h"
 #include "HXResponse.h"
 
 #include <QMimeData>
+
+#include <algorithm>
 
 struct HXRequestTreeModel::Node
 {
@@ -31,11 +36,22 @@ struct HXRequestTreeModel::Node
     }
 };
 
-HXRequestTreeModel::HXRequestTreeModel(HXDocumentActions *actions, QObject *parent)
-    : QAbstractItemModel(parent), m_actions(actions)
+namespace {
+bool isInside(const HXRequestTreeItem *item, const HXRequestTreeItem *folder)
+{
+    for (const HXRequestTreeItem *parent = folder; parent != nullptr; parent = parent->parent()) {
+        if (parent == item)
+            return true;
+    }
+    return false;
+}
+} // namespace
+
+HXRequestTreeModel::HXRequestTreeModel(HXDocumentCommands *commands, QObject *parent)
+    : QAbstractItemModel(parent), m_commands(commands)
 {
     m_root = _build();
-    if (HXDocument *document = actions->document()) {
+    if (HXDocument *document = _document()) {
         connect(document->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
                 &HXRequestTreeModel::_objectsDidChange);
         HXRequestHandler *handler = document->requestHandler();
@@ -48,10 +64,15 @@ HXRequestTreeModel::HXRequestTreeModel(HXDocumentActions *actions, QObject *pare
 
 HXRequestTreeModel::~HXRequestTreeModel() = default;
 
+HXDocument *HXRequestTreeModel::_document() const
+{
+    return m_commands ? m_commands->document() : nullptr;
+}
+
 std::unique_ptr<HXRequestTreeModel::Node> HXRequestTreeModel::_build() const
 {
     auto root = std::make_unique<Node>();
-    HXDocument *document = m_actions ? m_actions->document() : nullptr;
+    HXDocument *document = _document();
     if (document == nullptr)
         return root;
     std::function<void(Node *, const QList<HXRequestTreeItem *> &)> fill =
@@ -194,9 +215,9 @@ QVariant HXRequestTreeModel::data(const QModelIndex &index, int role) const
     case StatusCodeRole:
         return _node(index)->statusCode;
     case RunningRole: {
-        if (request == nullptr || !m_actions || !m_actions->document())
+        if (request == nullptr || _document() == nullptr)
             return false;
-        const int status = m_actions->document()->requestHandler()->statusForRequest(request);
+        const int status = _document()->requestHandler()->statusForRequest(request);
         return status == 1 || status == 2;
     }
     case IsFolderRole:
@@ -214,12 +235,12 @@ QVariant HXRequestTreeModel::data(const QModelIndex &index, int role) const
 bool HXRequestTreeModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
     HXRequestTreeItem *item = itemForIndex(index);
-    if (item == nullptr || role != Qt::EditRole || !m_actions)
+    if (item == nullptr || role != Qt::EditRole || !m_commands)
         return false;
     const QString name = value.toString().trimmed();
     if (name.isEmpty())
         return false;
-    m_actions->renameItem(item, name);
+    m_commands->renameRequestTreeItem(item, name);
     return true;
 }
 
@@ -237,36 +258,50 @@ Qt::ItemFlags HXRequestTreeModel::flags(const QModelIndex &index) const
 
 QStringList HXRequestTreeModel::mimeTypes() const
 {
-    return {QString::fromLatin1(HXRequest::pasteboardTypeURI)};
+    return {HXClipboardPasteboard::itemsMimeType};
 }
 
 QMimeData *HXRequestTreeModel::mimeData(const QModelIndexList &indexes) const
 {
-    QStringList uris;
+    QList<HXRequestTreeItem *> items;
     for (const QModelIndex &index : indexes) {
-        if (HXRequestTreeItem *item = itemForIndex(index); item != nullptr && !uris.contains(item->objectURI()))
-            uris.append(item->objectURI());
+        if (HXRequestTreeItem *item = itemForIndex(index); item != nullptr && !items.contains(item))
+            items.append(item);
     }
-    if (uris.isEmpty())
+    // A folder carries its contents; rows inside a dragged folder go with it.
+    items.removeIf([&items](HXRequestTreeItem *item) {
+        return std::any_of(items.begin(), items.end(),
+                           [item](HXRequestTreeItem *other) { return other != item && isInside(other, item); });
+    });
+    if (items.isEmpty())
         return nullptr;
-    auto *data = new QMimeData;
-    data->setData(QString::fromLatin1(HXRequest::pasteboardTypeURI), uris.join(u'\n').toUtf8());
-    return data;
+    QList<HXPasteboardItem> pasteboardItems;
+    QStringList names;
+    for (HXRequestTreeItem *item : items) {
+        pasteboardItems.append(HXPasteboardManagement::pasteboardItemForObject(item));
+        names.append(item->name());
+    }
+    return HXClipboardPasteboard::mimeDataForItems(pasteboardItems, names.join(u'\n'));
 }
 
 QList<HXRequestTreeItem *> HXRequestTreeModel::_itemsFromMimeData(const QMimeData *data) const
 {
     QList<HXRequestTreeItem *> items;
-    HXDocument *document = m_actions ? m_actions->document() : nullptr;
-    if (data == nullptr || document == nullptr)
+    HXDocument *document = _document();
+    if (document == nullptr)
         return items;
-    const QByteArray uris = data->data(QString::fromLatin1(HXRequest::pasteboardTypeURI));
-    for (const QByteArray &uri : uris.split('\n')) {
-        HXManagedObject *object = document->managedObjectContext()->objectWithURI(QString::fromUtf8(uri));
-        auto *item = dynamic_cast<HXRequestTreeItem *>(object);
-        if (item == nullptr || !item->isLive())
+    for (const HXPasteboardItem &entry : HXClipboardPasteboard::itemsFromMimeData(data)) {
+        HXRequestTreeItem *found = nullptr;
+        for (const QString &entity : {HXRequest::staticEntityName(), HXRequestGroup::staticEntityName()}) {
+            const QString type = HXPasteboardManagement::URIPasteboardTypeForEntity(entity);
+            if (!entry.hasType(type))
+                continue;
+            found = dynamic_cast<HXRequestTreeItem *>(
+                document->managedObjectContext()->objectWithURI(QString::fromUtf8(entry.dataForType(type))));
+        }
+        if (found == nullptr || !found->isLive())
             return {};
-        items.append(item);
+        items.append(found);
     }
     return items;
 }
@@ -274,19 +309,16 @@ QList<HXRequestTreeItem *> HXRequestTreeModel::_itemsFromMimeData(const QMimeDat
 bool HXRequestTreeModel::canDropMimeData(const QMimeData *data, Qt::DropAction action, int, int,
                                          const QModelIndex &parent) const
 {
-    if (action != Qt::MoveAction)
+    if (action != Qt::MoveAction && action != Qt::CopyAction)
         return false;
     HXRequestTreeItem *target = itemForIndex(parent);
     if (target != nullptr && dynamic_cast<HXRequestGroup *>(target) == nullptr)
         return false;
     const QList<HXRequestTreeItem *> items = _itemsFromMimeData(data);
     if (items.isEmpty())
-        return false;
-    for (HXRequestTreeItem *item : items) {
-        if (HXDocumentActions::isAncestor(item, target))
-            return false;
-    }
-    return true;
+        return !HXClipboardPasteboard::itemsFromMimeData(data).isEmpty();
+    return std::none_of(items.begin(), items.end(),
+                        [target](HXRequestTreeItem *item) { return isInside(item, target); });
 }
 
 bool HXRequestTreeModel::dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column,
@@ -295,20 +327,35 @@ bool HXRequestTreeModel::dropMimeData(const QMimeData *data, Qt::DropAction acti
     if (!canDropMimeData(data, action, row, column, parent))
         return false;
     auto *folder = dynamic_cast<HXRequestGroup *>(itemForIndex(parent));
-    Node *node = _node(parent);
-    HXRequestTreeItem *after = nullptr;
-    if (row > 0 && size_t(row) <= node->children.size())
-        after = node->children[size_t(row) - 1]->item;
-    else if (row < 0 && folder == nullptr && !node->children.empty())
-        after = node->children.back()->item;
-    m_actions->moveItems(_itemsFromMimeData(data), folder, after);
+    const QList<HXRequestTreeItem *> items = _itemsFromMimeData(data);
+    if (items.isEmpty() || action == Qt::CopyAction) {
+        // From another document, or a copying drag: a paste of copies into
+        // the folder (or at the end), one step like any paste.
+        HXMemoryPasteboard dropped;
+        dropped.writeObjects(HXClipboardPasteboard::itemsFromMimeData(data));
+        m_commands->setPasteboard(&dropped);
+        m_commands->paste(folder != nullptr ? QList<HXRequestTreeItem *>{folder} : QList<HXRequestTreeItem *>{});
+        m_commands->setPasteboard(nullptr);
+        return false;
+    }
+    // The position among the rows that stay where they are.
+    qsizetype index = -1;
+    if (row >= 0) {
+        const Node *node = _node(parent);
+        index = 0;
+        for (size_t i = 0; i < std::min(size_t(row), node->children.size()); ++i) {
+            if (!items.contains(node->children[i]->item))
+                ++index;
+        }
+    }
+    m_commands->moveRequestTreeItems(items, folder, index);
     // The store moved the items; the view must not remove the dragged rows.
     return false;
 }
 
 Qt::DropActions HXRequestTreeModel::supportedDropActions() const
 {
-    return Qt::MoveAction;
+    return Qt::MoveAction | Qt::CopyAction;
 }
 
 Qt::DropActions HXRequestTreeModel::supportedDragActions() const

@@ -7,14 +7,16 @@
 #include <vector>
 
 class HXDocument;
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXRequest;
 class HXRequestTreeItem;
 struct HXManagedObjectChanges;
 
 // The request tree of a document: folders and requests in their order, one
-// column. Renaming and drag and drop go through the document's actions; the
-// model follows the store's change notifications.
+// column. Renaming and drag and drop go through the document's commands;
+// the model follows the store's change notifications. Dragged rows carry
+// their pasteboard items: a drop in the same document moves them, a drop
+// from another document copies them through their archives.
 class HXRequestTreeModel : public QAbstractItemModel
 {
     Q_OBJECT
@@ -29,7 +31,7 @@ public:
         SearchTextRole, // what the filter field matches: name and URL
     };
 
-    explicit HXRequestTreeModel(HXDocumentActions *actions, QObject *parent = nullptr);
+    explicit HXRequestTreeModel(HXDocumentCommands *commands, QObject *parent = nullptr);
     ~HXRequestTreeModel() override;
 
     HXRequestTreeItem *itemForIndex(const QModelIndex &index) const;
@@ -61,8 +63,10 @@ private:
     std::unique_ptr<Node> _build() const;
     void _objectsDidChange(const HXManagedObjectChanges &changes);
     void _requestChanged(HXRequest *request);
+    HXDocument *_document() const;
+    // The dragged items when they all belong to this document; else none.
     QList<HXRequestTreeItem *> _itemsFromMimeData(const QMimeData *data) const;
 
-    QPointer<HXDocumentActions> m_actions;
+    QPointer<HXDocumentCommands> m_commands;
     std::unique_ptr<Node> m_root;
 };

@@ -1,9 +1,10 @@
 #include "HXDocumentWindow.h"
 
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDocumentController.h"
 #include "HXEnvironment.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXMainMenu.h"
 #include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
@@ -25,20 +26,20 @@
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMenu>
 #include <QMessageBox>
-#include <QPainter>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QSplitter>
-#include <QToolBar>
 #include <QToolButton>
 #include <QTreeView>
+#include <QVBoxLayout>
 
 namespace {
 // Tags of the environment chooser's command items.
 constexpr int manageEnvironmentsTag = 33;
 constexpr int addEnvironmentTag = 32;
 constexpr int deleteEnvironmentTag = 34;
+constexpr int selectEnvironmentTag = 35;
 } // namespace
 
 HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget *parent)
@@ -46,10 +47,10 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setUnifiedTitleAndToolBarOnMac(true);
-    m_actions = new HXDocumentActions(m_document.get(), this);
+    m_commands = HXDocumentCommands::commandsForDocument(m_document.get());
 
-    m_list = new HXRequestListView(m_actions);
-    m_editor = new HXRequestEditor(m_actions);
+    m_list = new HXRequestListView(m_commands);
+    m_editor = new HXRequestEditor(m_commands);
     m_viewer = new HXResponseViewer;
     m_detailSplitter = new QSplitter(Qt::Vertical);
     m_detailSplitter->addWidget(m_editor);
@@ -63,7 +64,14 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     m_mainSplitter->setStretchFactor(1, 1);
     m_mainSplitter->setChildrenCollapsible(false);
     m_mainSplitter->setSizes({260, 840});
-    setCentralWidget(m_mainSplitter);
+    auto *central = new QWidget;
+    auto *centralLayout = new QVBoxLayout(central);
+    centralLayout->setContentsMargins(0, 0, 0, 0);
+    centralLayout->setSpacing(0);
+    if (m_document->wasChangedOutsideKea())
+        centralLayout->addWidget(_makeChangedOutsideNotice());
+    centralLayout->addWidget(m_mainSplitter, 1);
+    setCentralWidget(central);
 
     _buildToolbar();
     m_menu = new HXMainMenu(this);
@@ -77,6 +85,17 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     connect(handler, &HXRequestHandler::requestDidReceiveNewResponse, this, &HXDocumentWindow::_didReceiveResponse);
     connect(handler, &HXRequestHandler::idle, this, &HXDocumentWindow::updateCommandStates);
     connect(m_list, &HXRequestListView::selectionChanged, this, &HXDocumentWindow::_selectionChanged);
+    connect(m_commands, &HXDocumentCommands::showEnvironmentsSheet, this, [this] {
+        auto *sheet = new HXEnvironmentsWindow(m_commands, this);
+        sheet->setAttribute(Qt::WA_DeleteOnClose);
+        sheet->open();
+    });
+    connect(m_commands, &HXDocumentCommands::showResponse, this, [this](const std::shared_ptr<HXResponse> &response) {
+        // After a response was deleted: the request's remaining ones.
+        _selectionChanged();
+        if (response != nullptr)
+            m_viewer->showResponse(response);
+    });
     HXManagedObjectContext *context = m_document->managedObjectContext();
     connect(context, &HXManagedObjectContext::objectsDidChange, this, [this] {
         _updateTitle();
@@ -129,6 +148,7 @@ void HXDocumentWindow::_restoreInterfaceState()
                 {int(1000 * geometry->mainViewRatio), int(1000 * (1 - geometry->mainViewRatio))});
     }
     setViewType(preferences->mainViewTypeForDocument(document).value_or(SplitView));
+    setOrderBy(preferences->orderByForDocument(document).value_or(0));
 }
 
 void HXDocumentWindow::_saveInterfaceState()
@@ -136,6 +156,7 @@ void HXDocumentWindow::_saveInterfaceState()
     HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
     const HXDocument *document = m_document.get();
     preferences->setMainViewType(m_viewType, document);
+    preferences->setOrderBy(m_orderBy, document);
     const QList<int> sizes = m_detailSplitter->sizes();
     const int total = sizes.value(0) + sizes.value(1);
     preferences->setListViewWidth(m_mainSplitter->sizes().value(0), total > 0 ? double(sizes.value(0)) / total : 0.4,
@@ -164,92 +185,32 @@ HXDocumentWindow::~HXDocumentWindow()
     m_document->disconnect();
 }
 
-void HXDocumentWindow::_buildToolbar()
+QWidget *HXDocumentWindow::_makeChangedOutsideNotice()
 {
-    QToolBar *bar = addToolBar(tr("Toolbar"));
-    bar->setObjectName(QStringLiteral("mainToolbar"));
-    bar->setMovable(false);
-    bar->setFloatable(false);
-    bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-
-    m_send = new QToolButton;
-    m_send->setText(tr("Send"));
-    m_send->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    m_send->setPopupMode(QToolButton::MenuButtonPopup);
-    auto *sendMenu = new QMenu(m_send);
-    sendMenu->addAction(tr("Send All"), m_actions, &HXDocumentActions::sendAllRequests);
-    m_send->setMenu(sendMenu);
-    connect(m_send, &QToolButton::clicked, this, &HXDocumentWindow::sendSelected);
-    m_stop = new QToolButton;
-    m_stop->setText(tr("Stop"));
-    m_stop->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    connect(m_stop, &QToolButton::clicked, m_actions, &HXDocumentActions::stopRequests);
-    bar->addWidget(m_send);
-    bar->addWidget(m_stop);
-    bar->addSeparator();
-
-    // The status area: what is being sent, how far it is.
-    auto *status = new QWidget;
-    status->setObjectName(QStringLiteral("statusArea"));
-    auto *statusLayout = new QHBoxLayout(status);
-    statusLayout->setContentsMargins(8, 0, 8, 0);
-    statusLayout->setSpacing(8);
-    m_statusName = new QLabel;
-    QFont bold = m_statusName->font();
-    bold.setBold(true);
-    m_statusName->setFont(bold);
-    m_statusText = new QLabel(tr("Ready"));
-    m_statusText->setObjectName(QStringLiteral("statusText"));
-    m_progress = new QProgressBar;
-    m_progress->setRange(0, 100);
-    m_progress->setTextVisible(false);
-    m_progress->setFixedWidth(120);
-    m_progress->setMaximumHeight(8);
-    m_progress->setVisible(false);
-    statusLayout->addWidget(m_statusName);
-    statusLayout->addWidget(m_statusText, 1);
-    statusLayout->addWidget(m_progress);
-    status->setMinimumWidth(260);
-    status->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    bar->addWidget(status);
-    bar->addSeparator();
-
-    m_environments = new QComboBox;
-    m_environments->setToolTip(tr("Environment"));
-    m_environments->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-    connect(m_environments, &QComboBox::activated, this, &HXDocumentWindow::_environmentChosen);
-    bar->addWidget(m_environments);
-
-    m_viewSwitcher = new HXViewSwitcher({tr("Request"), tr("Split"), tr("Response")});
-    connect(m_viewSwitcher, &HXViewSwitcher::chosen, this, &HXDocumentWindow::setViewType);
-    bar->addWidget(m_viewSwitcher);
-
-    m_warnings = new HXWarningsButton;
-    m_warningsItem = bar->addWidget(m_warnings);
-    m_warningsItem->setVisible(false);
-    _updateIcons();
+    // Told once, when the document opens; the file was read as it is.
+    auto *notice = new QFrame;
+    notice->setObjectName(QStringLiteral("changedOutsideNotice"));
+    notice->setFrameShape(QFrame::StyledPanel);
+    notice->setAutoFillBackground(true);
+    notice->setBackgroundRole(QPalette::ToolTipBase);
+    notice->setForegroundRole(QPalette::ToolTipText);
+    auto *layout = new QHBoxLayout(notice);
+    layout->setContentsMargins(12, 6, 8, 6);
+    auto *text = new QLabel(tr("<b>This document was changed outside Kea.</b> It was opened as it is on disk; "
+                               "check its requests before you save it."));
+    text->setWordWrap(true);
+    auto *dismiss = new QPushButton(tr("Dismiss"));
+    connect(dismiss, &QPushButton::clicked, notice, &QWidget::hide);
+    layout->addWidget(text, 1);
+    layout->addWidget(dismiss);
+    return notice;
 }
 
-void HXDocumentWindow::_updateIcons()
+void HXDocumentWindow::setOrderBy(int orderBy)
 {
-    // Drawn in the palette's text colour, so they read in light and dark.
-    auto symbol = [this](bool triangle) {
-        const qreal ratio = devicePixelRatioF();
-        QPixmap pixmap(QSize(16, 16) * ratio);
-        pixmap.setDevicePixelRatio(ratio);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(palette().color(QPalette::ButtonText));
-        if (triangle)
-            painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
-        else
-            painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
-        return QIcon(pixmap);
-    };
-    m_send->setIcon(symbol(true));
-    m_stop->setIcon(symbol(false));
+    m_orderBy = std::clamp(orderBy, 0, 2);
+    m_list->setOrderBy(m_orderBy);
+    updateCommandStates();
 }
 
 void HXDocumentWindow::setViewType(int viewType)
@@ -281,7 +242,7 @@ void HXDocumentWindow::sendSelected()
     // Commit the field being edited before its request is sent.
     if (QWidget *focus = focusWidget())
         focus->clearFocus();
-    m_actions->sendRequests(selectedRequests());
+    m_commands->sendRequest(m_list->selectedItems());
 }
 
 void HXDocumentWindow::_selectionChanged()
@@ -378,20 +339,11 @@ void HXDocumentWindow::_environmentChosen(int index)
         return;
     const QVariant data = m_environments->itemData(index);
     if (data.typeId() == QMetaType::Int) {
-        switch (data.toInt()) {
-        case addEnvironmentTag:
-            m_actions->addEnvironment();
-            break;
-        case deleteEnvironmentTag:
-            m_document->deleteEnvironment();
-            break;
-        default:
-            break;
-        }
+        m_commands->environmentToolbarItemChanged(data.toInt());
         _updateEnvironments();
         return;
     }
-    m_document->selectEnvironment(static_cast<HXEnvironment *>(data.value<void *>()));
+    m_commands->environmentToolbarItemChanged(selectEnvironmentTag, static_cast<HXEnvironment *>(data.value<void *>()));
 }
 
 void HXDocumentWindow::_updateWarnings()
@@ -408,9 +360,10 @@ void HXDocumentWindow::showWarnings()
 
 void HXDocumentWindow::updateCommandStates()
 {
-    const bool busy = m_actions->isBusy();
-    m_stop->setEnabled(busy);
-    m_send->setEnabled(!selectedRequests().isEmpty());
+    HXDocumentCommands::InterfaceState state;
+    state.selection = m_list->selectedItems();
+    m_stop->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::StopRequests, state).enabled);
+    m_send->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::SendRequest, state).enabled);
     if (m_menu != nullptr)
         m_menu->updateStates();
 }

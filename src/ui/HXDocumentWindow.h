@@ -5,7 +5,7 @@
 #include <memory>
 
 class HXDocument;
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXMainMenu;
 class HXRequest;
 class HXRequestEditor;
@@ -23,7 +23,7 @@ class QToolButton;
 
 // The window of one document: toolbar, request list, request editor and
 // response viewer. It presents the document and forwards every command to
-// the document's actions; it holds no behaviour of its own.
+// the document's commands; it holds no behaviour of its own.
 class HXDocumentWindow : public QMainWindow
 {
     Q_OBJECT
@@ -34,7 +34,7 @@ public:
     ~HXDocumentWindow() override;
 
     HXDocument *document() const { return m_document.get(); }
-    HXDocumentActions *actions() const { return m_actions; }
+    HXDocumentCommands *commands() const { return m_commands; }
     HXRequestListView *requestList() const { return m_list; }
     HXRequestEditor *requestEditor() const { return m_editor; }
     HXResponseViewer *responseViewer() const { return m_viewer; }
@@ -44,6 +44,8 @@ public:
 
     int viewType() const { return m_viewType; }
     void setViewType(int viewType);
+    int orderBy() const { return m_orderBy; }
+    void setOrderBy(int orderBy);
     HXRequest *currentRequest() const;
     QList<HXRequest *> selectedRequests() const;
 
@@ -62,6 +64,7 @@ protected:
 
 private:
     void _buildToolbar();
+    QWidget *_makeChangedOutsideNotice();
     void _updateIcons();
     void _selectionChanged();
     void _updateTitle();
@@ -74,7 +77,7 @@ private:
     void _saveInterfaceState();
 
     std::unique_ptr<HXDocument> m_document;
-    HXDocumentActions *m_actions = nullptr;
+    HXDocumentCommands *m_commands = nullptr;
     HXMainMenu *m_menu = nullptr;
     HXRequestListView *m_list = nullptr;
     HXRequestEditor *m_editor = nullptr;
@@ -91,5 +94,6 @@ private:
     HXWarningsButton *m_warnings = nullptr;
     QAction *m_warningsItem = nullptr;
     int m_viewType = SplitView;
+    int m_orderBy = 0;
     bool m_updatingEnvironments = false;
 };

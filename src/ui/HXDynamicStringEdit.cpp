@@ -4,14 +4,19 @@
 #include "HXDynamicStringTextBridge.h"
 #include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
+#include "HXTokenEditor.h"
+#include "HXTokenPicker.h"
 #include "HXTokenTextObject.h"
 
 #include <QContextMenuEvent>
 #include <QHelpEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QTextBlock>
 #include <QToolTip>
+
+#include <utility>
 
 HXDynamicStringEdit::HXDynamicStringEdit(bool singleLine, QWidget *parent) : QTextEdit(parent), m_singleLine(singleLine)
 {
@@ -75,6 +80,10 @@ void HXDynamicStringEdit::_finish()
 
 void HXDynamicStringEdit::keyPressEvent(QKeyEvent *event)
 {
+    if (event->key() == Qt::Key_Space && (event->modifiers() & Qt::ControlModifier)) {
+        showTokenPicker();
+        return;
+    }
     if (m_singleLine && (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)) {
         if (event->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier | Qt::AltModifier)) {
             // Shortcuts such as Ctrl+Return belong to the window.
@@ -130,29 +139,93 @@ void HXDynamicStringEdit::contextMenuEvent(QContextMenuEvent *event)
     menu->popup(event->globalPos());
 }
 
+std::optional<int> HXDynamicStringEdit::tokenPositionAt(const QPoint &point) const
+{
+    const QTextCursor cursor = cursorForPosition(point);
+    // The character under the pointer is the one after the caret position
+    // when the pointer is on its left half.
+    for (int offset : {0, 1}) {
+        const int position = std::min(cursor.position() + offset, document()->characterCount() - 1);
+        if (position <= 0)
+            continue;
+        QTextCursor probe(document());
+        probe.setPosition(position);
+        if (HXDynamicStringTextBridge::attachmentForFormat(probe.charFormat()))
+            return position - 1;
+    }
+    return std::nullopt;
+}
+
 bool HXDynamicStringEdit::event(QEvent *event)
 {
     if (event->type() == QEvent::ToolTip) {
         auto *help = static_cast<QHelpEvent *>(event);
-        QTextCursor cursor = cursorForPosition(help->pos());
-        // The character under the pointer is the one after the caret position
-        // when the pointer is on its left half.
-        for (int offset : {0, 1}) {
+        if (const std::optional<int> position = tokenPositionAt(viewport()->mapFrom(this, help->pos()))) {
             QTextCursor probe(document());
-            probe.setPosition(std::min(cursor.position() + offset, document()->characterCount() - 1));
-            const std::optional<HXTextAttachment> attachment =
-                HXDynamicStringTextBridge::attachmentForFormat(probe.charFormat());
-            if (attachment) {
-                const QString value = HXDynamicValueEngine::evaluateAttributedStringAsString(
-                    HXDynamicString::withAttachment(*attachment));
-                QToolTip::showText(help->globalPos(), value.isEmpty() ? tr("(empty)") : value.left(500), this);
-                return true;
-            }
+            probe.setPosition(*position + 1);
+            const QString value = HXDynamicValueEngine::evaluateAttributedStringAsString(
+                HXDynamicString::withAttachment(*HXDynamicStringTextBridge::attachmentForFormat(probe.charFormat())));
+            QToolTip::showText(help->globalPos(), value.isEmpty() ? tr("(empty)") : value.left(500), this);
+        } else {
+            QToolTip::hideText();
         }
-        QToolTip::hideText();
         return true;
     }
     return QTextEdit::event(event);
+}
+
+void HXDynamicStringEdit::mousePressEvent(QMouseEvent *event)
+{
+    m_pressedToken = event->button() == Qt::LeftButton ? tokenPositionAt(event->position().toPoint()).value_or(-1) : -1;
+    QTextEdit::mousePressEvent(event);
+}
+
+void HXDynamicStringEdit::mouseReleaseEvent(QMouseEvent *event)
+{
+    QTextEdit::mouseReleaseEvent(event);
+    // A click (not a drag) on a pill opens its editor.
+    const int pressed = std::exchange(m_pressedToken, -1);
+    if (pressed >= 0 && !textCursor().hasSelection() && tokenPositionAt(event->position().toPoint()) == pressed)
+        editTokenAt(pressed);
+}
+
+HXTokenPicker *HXDynamicStringEdit::showTokenPicker()
+{
+    auto *picker = new HXTokenPicker(this);
+    connect(picker, &HXTokenPicker::chosen, this, [this](const QString &className) {
+        insertDynamicValueOfKind(className);
+        setFocus();
+    });
+    picker->move(viewport()->mapToGlobal(cursorRect().bottomLeft() + QPoint(0, 2)));
+    picker->show();
+    picker->searchField()->setFocus();
+    return picker;
+}
+
+HXTokenEditor *HXDynamicStringEdit::editTokenAt(int position)
+{
+    if (position < 0 || position + 1 >= document()->characterCount())
+        return nullptr;
+    QTextCursor probe(document());
+    probe.setPosition(position + 1);
+    const std::optional<HXTextAttachment> attachment =
+        HXDynamicStringTextBridge::attachmentForFormat(probe.charFormat());
+    const HXDynamicValuePtr value = attachment ? attachment->dynamicValue() : nullptr;
+    if (value == nullptr)
+        return nullptr;
+    auto *editor = new HXTokenEditor(value, this);
+    connect(editor, &HXTokenEditor::valueChanged, this, [this, position](const HXDynamicValuePtr &changed) {
+        QTextCursor cursor(document());
+        cursor.setPosition(position);
+        cursor.setPosition(position + 1, QTextCursor::KeepAnchor);
+        HXDynamicStringTextBridge::insertAttachment(cursor, HXTextAttachment::withDynamicValue(changed));
+    });
+    connect(editor, &QObject::destroyed, this, &HXDynamicStringEdit::_finish);
+    QTextCursor at(document());
+    at.setPosition(position);
+    editor->move(viewport()->mapToGlobal(cursorRect(at).bottomLeft() + QPoint(0, 4)));
+    editor->show();
+    return editor;
 }
 
 void HXDynamicStringEdit::changeEvent(QEvent *event)

@@ -1,14 +1,12 @@
 #include "HXMainMenu.h"
 
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
 #include "HXDocumentWindow.h"
 #include "HXEnvironment.h"
 #include "HXRequest.h"
 #include "HXRequestEditor.h"
 #include "HXRequestListView.h"
 #include "HXResponseViewer.h"
-#include "HXUndoManager.h"
 #include "HXWindowManager.h"
 
 #include <QActionGroup>
@@ -17,6 +15,19 @@
 #include <QMessageBox>
 #include <QTreeView>
 
+namespace {
+// Tags the core knows items by.
+constexpr int newerResponseTag = 31;
+constexpr int olderResponseTag = 32;
+constexpr int exportHeadersTag = 20;
+constexpr int exportBodyTag = 21;
+constexpr int exportFullTag = 22;
+constexpr int manageEnvironmentsTag = 33;
+constexpr int addEnvironmentTag = 32;
+constexpr int deleteEnvironmentTag = 34;
+constexpr int selectEnvironmentTag = 35;
+} // namespace
+
 HXMainMenu::HXMainMenu(HXDocumentWindow *window) : QObject(window), m_window(window)
 {
     _buildFile();
@@ -24,6 +35,7 @@ HXMainMenu::HXMainMenu(HXDocumentWindow *window) : QObject(window), m_window(win
     _buildRequest();
     m_environmentMenu = window->menuBar()->addMenu(tr("&Environment"));
     m_environmentGroup = new QActionGroup(this);
+    _buildResponse();
     _buildView();
     QMenu *help = window->menuBar()->addMenu(tr("&Help"));
     help->addAction(tr("About Kea"), window, [window] {
@@ -31,6 +43,34 @@ HXMainMenu::HXMainMenu(HXDocumentWindow *window) : QObject(window), m_window(win
                            tr("<b>Kea %1</b><p>A desktop HTTP client.</p>").arg(QApplication::applicationVersion()));
     });
     updateStates();
+}
+
+HXDocumentCommands *HXMainMenu::_commands() const
+{
+    return HXDocumentCommands::commandsForDocument(m_window->document());
+}
+
+HXMainMenu::Selection HXMainMenu::_selection() const
+{
+    return m_window->requestList()->selectedItems();
+}
+
+QAction *HXMainMenu::_add(QMenu *menu, const QString &title, Action action, const std::function<void()> &trigger,
+                          const QKeySequence &shortcut, int tag)
+{
+    QAction *item = menu->addAction(title, m_window, trigger);
+    if (!shortcut.isEmpty())
+        item->setShortcut(shortcut);
+    m_items.append({item, action, tag});
+    return item;
+}
+
+QAction *HXMainMenu::_addForSelection(QMenu *menu, const QString &title, Action action,
+                                      void (HXDocumentCommands::*command)(const Selection &),
+                                      const QKeySequence &shortcut)
+{
+    return _add(
+        menu, title, action, [this, command] { (_commands()->*command)(_selection()); }, shortcut);
 }
 
 void HXMainMenu::_buildFile()
@@ -58,93 +98,143 @@ void HXMainMenu::_buildFile()
 void HXMainMenu::_buildEdit()
 {
     QMenu *edit = m_window->menuBar()->addMenu(tr("&Edit"));
-    HXDocumentActions *actions = m_window->actions();
-    m_undo = edit->addAction(tr("&Undo"), QKeySequence::Undo, actions, &HXDocumentActions::undo);
-    m_redo = edit->addAction(tr("&Redo"), QKeySequence::Redo, actions, &HXDocumentActions::redo);
+    m_undo = _add(
+        edit, tr("Undo"), Action::Undo, [this] { _commands()->undo(); }, QKeySequence::Undo);
+    m_redo = _add(
+        edit, tr("Redo"), Action::Redo, [this] { _commands()->redo(); }, QKeySequence::Redo);
     edit->addSeparator();
-    // The request list takes Delete and F2 only while it has the focus, so
-    // text fields keep those keys.
+    // The tree commands take the standard keys only while the request list
+    // has the focus, so text fields keep Cut, Copy, Paste, Delete and F2.
     QTreeView *tree = m_window->requestList()->treeView();
-    m_delete = new QAction(tr("&Delete"), this);
-    m_delete->setShortcut(QKeySequence::Delete);
-    m_delete->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-    connect(m_delete, &QAction::triggered, this,
-            [this] { m_window->actions()->deleteItems(m_window->requestList()->selectedItems()); });
-    tree->addAction(m_delete);
-    edit->addAction(m_delete);
-    m_rename = new QAction(tr("Re&name"), this);
+    auto listOnly = [tree](QAction *action) {
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        tree->addAction(action);
+        return action;
+    };
+    listOnly(_addForSelection(edit, tr("Cu&t"), Action::Cut, &HXDocumentCommands::cut, QKeySequence::Cut));
+    m_copy = listOnly(_addForSelection(edit, tr("&Copy"), Action::Copy, &HXDocumentCommands::copy, QKeySequence::Copy));
+    m_paste = listOnly(_add(
+        edit, tr("&Paste"), Action::Paste, [this] { _commands()->paste(_selection()); }, QKeySequence::Paste));
+    _add(
+        edit, tr("D&uplicate"), Action::Duplicate, [this] { _commands()->duplicate(_selection()); },
+        QKeySequence(Qt::CTRL | Qt::Key_D));
+    m_delete = listOnly(_addForSelection(edit, tr("&Delete"), Action::DeleteRequest, &HXDocumentCommands::deleteRequest,
+                                         QKeySequence::Delete));
+    m_rename = listOnly(edit->addAction(tr("Re&name"), m_window, [this] { m_window->requestList()->renameCurrent(); }));
     m_rename->setShortcut(Qt::Key_F2);
-    m_rename->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-    connect(m_rename, &QAction::triggered, this, [this] { m_window->requestList()->renameCurrent(); });
-    tree->addAction(m_rename);
-    edit->addAction(m_rename);
+    edit->addSeparator();
+    edit->addAction(tr("Select &All"), QKeySequence::SelectAll, m_window, [this] {
+        if (QWidget *focus = QApplication::focusWidget();
+            focus != nullptr && focus != m_window->requestList()->treeView())
+            QMetaObject::invokeMethod(focus, "selectAll");
+        else
+            m_window->requestList()->treeView()->selectAll();
+    });
 }
 
 void HXMainMenu::_buildRequest()
 {
     QMenu *request = m_window->menuBar()->addMenu(tr("&Request"));
-    HXDocumentActions *actions = m_window->actions();
-    QAction *newRequest = request->addAction(tr("New &Request"), QKeySequence(tr("Ctrl+Shift+N")), actions, [this] {
-        m_window->actions()->addRequest(m_window->requestList()->currentItem());
-    });
-    m_newFolder = request->addAction(tr("New &Folder"), actions, [this] {
-        m_window->actions()->addRequestFolder(m_window->requestList()->currentItem());
-    });
+    QAction *newRequest = _add(
+        request, tr("New &Request"), Action::AddRequest, [this] { _commands()->addRequest(_selection()); },
+        QKeySequence(tr("Ctrl+Shift+N")));
+    QAction *newFolder = _add(request, tr("New &Folder"), Action::AddRequestFolder,
+                              [this] { _commands()->addRequestFolder(_selection()); });
+    _add(
+        request, tr("&Group"), Action::GroupRequestTreeItems,
+        [this] { _commands()->groupRequestTreeItems(_selection()); }, QKeySequence(tr("Ctrl+Shift+G")));
     request->addSeparator();
-    m_send = request->addAction(tr("&Send"), QKeySequence(Qt::CTRL | Qt::Key_Return), m_window,
-                                &HXDocumentWindow::sendSelected);
-    m_sendAll = request->addAction(tr("Send &All"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Return), actions,
-                                   &HXDocumentActions::sendAllRequests);
-    m_stop = request->addAction(tr("S&top"), QKeySequence(Qt::CTRL | Qt::Key_Period), actions,
-                                &HXDocumentActions::stopRequests);
+    m_send = _add(
+        request, tr("&Send"), Action::SendRequest, [this] { m_window->sendSelected(); },
+        QKeySequence(Qt::CTRL | Qt::Key_Return));
+    m_sendAll = _add(
+        request, tr("Send &All"), Action::SendAllRequests, [this] { _commands()->sendAllRequests(); },
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Return));
+    _add(
+        request, tr("S&top"), Action::StopRequests, [this] { _commands()->stopRequests(); },
+        QKeySequence(Qt::CTRL | Qt::Key_Period));
     request->addSeparator();
-    m_followRedirects = request->addAction(
-        tr("Follow Redirects"), this, [this] { _toggle(QStringLiteral("followRedirects"), tr("Follow Redirects")); });
-    m_redirectMethod = request->addAction(tr("Keep Method"), this,
-                                          [this] { _toggle(QStringLiteral("redirectMethod"), tr("Keep Method")); });
-    m_redirectAuthorization = request->addAction(tr("Keep Authorization"), this, [this] {
-        _toggle(QStringLiteral("redirectAuthorization"), tr("Keep Authorization"));
-    });
-    for (QAction *toggle : {m_followRedirects, m_redirectMethod, m_redirectAuthorization})
-        toggle->setCheckable(true);
+    const QList<std::tuple<QString, Action, void (HXDocumentCommands::*)(const Selection &)>> toggles = {
+        {tr("Follow Redirects"), Action::ToogleFollowRedirects, &HXDocumentCommands::toogleFollowRedirects},
+        {tr("Keep Method"), Action::ToogleRedirectMethod, &HXDocumentCommands::toogleRedirectMethod},
+        {tr("Keep Authorization"), Action::ToogleRedirectAuthorization,
+         &HXDocumentCommands::toogleRedirectAuthorization}};
+    for (const auto &[title, action, command] : toggles)
+        _addForSelection(request, title, action, command)->setCheckable(true);
     request->addSeparator();
     QMenu *authorization = request->addMenu(tr("Authorization"));
-    const QList<std::tuple<QString, QString, QString>> kinds = {
-        {tr("HTTP Basic Auth"), QStringLiteral("HXBasicAuthDynamicValue"), tr("Set HTTP Basic Auth")},
-        {tr("OAuth 1.0"), QStringLiteral("HXOAuth1HeaderDynamicValue"), tr("Set OAuth 1 Authorization")},
-        {tr("Amazon S3"), QStringLiteral("HXAmazonS3HeaderDynamicValue"), tr("Set Amazon S3 Authorization")}};
-    for (const auto &[title, className, undoName] : kinds) {
-        m_requestOnly.append(authorization->addAction(title, this, [this, className = className, undoName = undoName] {
-            m_window->actions()->setAuthorization(m_window->currentRequest(), className, undoName);
-        }));
-    }
-    m_requestOnly += {m_send, m_followRedirects, m_redirectMethod, m_redirectAuthorization};
+    using Insert = HXDynamicValuePtr (HXDocumentCommands::*)(const Selection &);
+    const QList<std::tuple<QString, Action, Insert>> kinds = {
+        {tr("HTTP Basic Auth"), Action::AddHTTPBasicAuthorization, &HXDocumentCommands::addHTTPBasicAuthorization},
+        {tr("OAuth 1.0"), Action::AddOAuthAuthorization, &HXDocumentCommands::addOAuthAuthorization},
+        {tr("Amazon S3"), Action::AddAmazonS3Authorization, &HXDocumentCommands::addAmazonS3Authorization}};
+    for (const auto &[title, action, insert] : kinds)
+        _add(authorization, title, action, [this, insert = insert] { (_commands()->*insert)(_selection()); });
 
     auto *context = new QMenu(m_window);
-    context->addAction(newRequest);
-    context->addAction(m_newFolder);
-    context->addSeparator();
-    context->addAction(m_send);
-    context->addSeparator();
-    context->addAction(m_rename);
-    context->addAction(m_delete);
+    for (QAction *action : {newRequest, newFolder, static_cast<QAction *>(nullptr), m_send,
+                            static_cast<QAction *>(nullptr), m_copy, m_paste, m_rename, m_delete}) {
+        if (action == nullptr)
+            context->addSeparator();
+        else
+            context->addAction(action);
+    }
     m_window->requestList()->setContextMenu(context);
+}
+
+void HXMainMenu::_buildResponse()
+{
+    QMenu *response = m_window->menuBar()->addMenu(tr("Re&sponse"));
+    auto inOrder = [this](int tag) {
+        HXRequest *request = m_window->currentRequest();
+        if (auto shown = HXDocumentCommands::responseInOrder(tag, request, m_window->responseViewer()->response()))
+            m_window->responseViewer()->showResponse(shown);
+    };
+    _add(
+        response, tr("&Newer Response"), Action::SelectResponseInOrder, [inOrder] { inOrder(newerResponseTag); },
+        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Right), newerResponseTag);
+    _add(
+        response, tr("&Older Response"), Action::SelectResponseInOrder, [inOrder] { inOrder(olderResponseTag); },
+        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left), olderResponseTag);
+    response->addSeparator();
+    _add(response, tr("&Delete Response"), Action::DeleteResponse,
+         [this] { _commands()->deleteResponse(m_window->currentRequest(), m_window->responseViewer()->response()); });
+    _addForSelection(response, tr("Delete All Responses of Request"), Action::DeleteAllResponsesOfCurrentRequest,
+                     &HXDocumentCommands::deleteAllResponsesOfCurrentRequest);
+    _add(response, tr("Delete All Responses…"), Action::DeleteAllResponses,
+         [this] { _commands()->deleteAllResponses(); });
+    response->addSeparator();
+    const QList<std::pair<QString, int>> exports = {{tr("Export Headers…"), exportHeadersTag},
+                                                    {tr("Export Body…"), exportBodyTag},
+                                                    {tr("Export Full…"), exportFullTag}};
+    for (const auto &[title, tag] : exports)
+        _add(
+            response, title, Action::ExportResponse,
+            [this, tag = tag] { _commands()->exportResponse(tag, _selection()); }, {}, tag);
 }
 
 void HXMainMenu::_buildView()
 {
     QMenu *view = m_window->menuBar()->addMenu(tr("&View"));
-    auto *group = new QActionGroup(this);
-    const QStringList names = {tr("&Request"), tr("&Split"), tr("Res&ponse")};
-    for (int i = 0; i < names.size(); ++i) {
-        QAction *action = view->addAction(names.at(i), QKeySequence(Qt::CTRL | (Qt::Key_1 + i)), m_window,
-                                          [this, i] { m_window->setViewType(i); });
-        action->setCheckable(true);
-        group->addAction(action);
-        m_views.append(action);
-    }
+    const QList<std::pair<QString, Action>> views = {{tr("&Request"), Action::ShowRequestView},
+                                                     {tr("&Split"), Action::ShowSplitView},
+                                                     {tr("Res&ponse"), Action::ShowResponseView}};
+    for (int i = 0; i < views.size(); ++i)
+        _add(
+            view, views.at(i).first, views.at(i).second, [this, i] { m_window->setViewType(i); },
+            QKeySequence(Qt::CTRL | (Qt::Key_1 + i)))
+            ->setCheckable(true);
     view->addSeparator();
-    view->addAction(tr("Show &Warnings"), m_window, &HXDocumentWindow::showWarnings);
+    QMenu *order = view->addMenu(tr("&Order By"));
+    const QList<std::pair<QString, Action>> orders = {{tr("Custom"), Action::OrderRequestsByCustomOrder},
+                                                      {tr("Name"), Action::OrderRequestsByName},
+                                                      {tr("URL"), Action::OrderRequestsByURL}};
+    for (int i = 0; i < orders.size(); ++i)
+        _add(order, orders.at(i).first, orders.at(i).second, [this, i] {
+            m_window->setOrderBy(i);
+        })->setCheckable(true);
+    view->addSeparator();
+    _add(view, tr("Show &Warnings"), Action::ShowWarningsPopover, [this] { m_window->showWarnings(); });
     view->addAction(tr("Focus &URL"), QKeySequence(Qt::CTRL | Qt::Key_L), m_window,
                     [this] { m_window->requestEditor()->focusURL(); });
     view->addAction(tr("&Find in Body"), QKeySequence::Find, m_window, [this] {
@@ -152,77 +242,63 @@ void HXMainMenu::_buildView()
             m_window->setViewType(HXDocumentWindow::SplitView);
         m_window->responseViewer()->focusFind();
     });
-    view->addAction(tr("&Older Response"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left), m_window,
-                    [this] { m_window->responseViewer()->showOlder(); });
-    view->addAction(tr("&Newer Response"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Right), m_window,
-                    [this] { m_window->responseViewer()->showNewer(); });
-}
-
-void HXMainMenu::_toggle(const QString &key, const QString &undoName)
-{
-    const QList<HXRequest *> requests = m_window->selectedRequests();
-    const bool allOn = !requests.isEmpty() && std::all_of(requests.begin(), requests.end(), [&key](HXRequest *request) {
-        return request->boolForKey(key);
-    });
-    HXUndoManager *undo = m_window->actions()->undoManager();
-    undo->beginUndoGrouping();
-    for (HXRequest *request : requests)
-        m_window->actions()->setValue(request, key, !allOn, undoName);
-    undo->setActionName(undoName);
-    undo->endUndoGrouping();
 }
 
 void HXMainMenu::updateStates()
 {
-    HXUndoManager *undo = m_window->actions()->undoManager();
-    m_undo->setEnabled(undo != nullptr && undo->canUndo());
-    m_redo->setEnabled(undo != nullptr && undo->canRedo());
-    m_undo->setText(undo && !undo->undoActionName().isEmpty() ? tr("&Undo %1").arg(undo->undoActionName())
-                                                              : tr("&Undo"));
-    m_redo->setText(undo && !undo->redoActionName().isEmpty() ? tr("&Redo %1").arg(undo->redoActionName())
-                                                              : tr("&Redo"));
-    const QList<HXRequest *> requests = m_window->selectedRequests();
-    for (QAction *action : std::as_const(m_requestOnly))
-        action->setEnabled(!requests.isEmpty());
-    m_stop->setEnabled(m_window->actions()->isBusy());
-    const QList<HXRequestTreeItem *> items = m_window->requestList()->selectedItems();
-    m_delete->setEnabled(!items.isEmpty());
-    m_delete->setText(items.size() != 1                                     ? tr("&Delete")
-                      : dynamic_cast<HXRequest *>(items.first()) != nullptr ? tr("&Delete Request")
-                                                                            : tr("&Delete Folder"));
-    m_rename->setEnabled(items.size() == 1);
-    const QList<std::pair<QAction *, QString>> toggles = {
-        {m_followRedirects, QStringLiteral("followRedirects")},
-        {m_redirectMethod, QStringLiteral("redirectMethod")},
-        {m_redirectAuthorization, QStringLiteral("redirectAuthorization")}};
-    for (const auto &[action, key] : toggles) {
-        const bool on = !requests.isEmpty() && std::all_of(requests.begin(), requests.end(),
-                                                           [key = key](HXRequest *r) { return r->boolForKey(key); });
-        action->setChecked(on);
+    HXDocumentCommands::InterfaceState state;
+    state.selection = _selection();
+    state.mainViewType = m_window->viewType();
+    state.orderBy = m_window->orderBy();
+    state.shownResponse = m_window->responseViewer()->response();
+    HXDocumentCommands *commands = _commands();
+    for (const Item &item : std::as_const(m_items)) {
+        state.tag = item.tag;
+        const HXDocumentCommands::Validation validation = commands->validateUserInterfaceItem(item.validation, state);
+        item.action->setEnabled(validation.enabled);
+        if (!validation.title.isEmpty())
+            item.action->setText(validation.title);
+        if (validation.state)
+            item.action->setChecked(*validation.state == HXDocumentCommands::State::On);
     }
-    for (int i = 0; i < m_views.size(); ++i)
-        m_views.at(i)->setChecked(i == m_window->viewType());
+    m_rename->setEnabled(state.selection.size() == 1);
 }
 
 void HXMainMenu::updateEnvironments(const QList<HXEnvironment *> &environments, HXEnvironment *current)
 {
-    m_environmentMenu->clear();
+    const QList<QAction *> old = m_environmentMenu->actions();
+    m_items.removeIf([&old](const Item &item) { return old.contains(item.action); });
     for (QAction *action : m_environmentGroup->actions())
         m_environmentGroup->removeAction(action);
-    HXDocument *document = m_window->document();
+    m_environmentMenu->clear();
+    HXDocumentCommands *commands = _commands();
     for (HXEnvironment *environment : environments) {
-        QAction *action = m_environmentMenu->addAction(
-            environment->name(), m_window, [document, environment] { document->selectEnvironment(environment); });
+        QAction *action = m_environmentMenu->addAction(environment->name(), m_environmentMenu, [commands, environment] {
+            commands->environmentToolbarItemChanged(selectEnvironmentTag, environment);
+        });
         action->setCheckable(true);
         action->setChecked(environment == current);
         m_environmentGroup->addAction(action);
     }
     m_environmentMenu->addSeparator();
-    m_environmentMenu->addAction(tr("&Next Environment"), QKeySequence(Qt::CTRL | Qt::Key_BracketRight), m_window,
-                                 [document] { document->selectNextEnvironment(); });
-    m_environmentMenu->addAction(tr("&Previous Environment"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), m_window,
-                                 [document] { document->selectPreviousEnvironment(); });
+    auto add = [this, commands](const QString &title, Action action, std::function<void()> trigger,
+                                const QKeySequence &shortcut = {}) {
+        QAction *item = m_environmentMenu->addAction(title, m_environmentMenu, std::move(trigger));
+        item->setShortcut(shortcut);
+        m_items.append({item, action, 0});
+        item->setEnabled(commands->validateUserInterfaceItem(action, {}).enabled);
+    };
+    add(
+        tr("&Next Environment"), Action::SelectNextEnvironment, [commands] { commands->selectNextEnvironment(); },
+        QKeySequence(Qt::CTRL | Qt::Key_BracketRight));
+    add(
+        tr("&Previous Environment"), Action::SelectPreviousEnvironment,
+        [commands] { commands->selectPreviousEnvironment(); }, QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
     m_environmentMenu->addSeparator();
-    m_environmentMenu->addAction(tr("&Add Environment"), m_window->actions(), &HXDocumentActions::addEnvironment);
-    m_environmentMenu->addAction(tr("&Delete Environment"), m_window, [document] { document->deleteEnvironment(); });
+    add(tr("&Manage Environments…"), Action::ShowEnvironmentsSheet,
+        [commands] { commands->environmentToolbarItemChanged(manageEnvironmentsTag); });
+    add(tr("&Add Environment"), Action::AddEnvironment,
+        [commands] { commands->environmentToolbarItemChanged(addEnvironmentTag); });
+    add(tr("&Delete Environment"), Action::DeleteEnvironment,
+        [commands] { commands->environmentToolbarItemChanged(deleteEnvironmentTag); });
 }

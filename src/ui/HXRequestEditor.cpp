@@ -1,7 +1,7 @@
 #include "HXRequestEditor.h"
 
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDynamicStringEdit.h"
 #include "HXDynamicValueEngine.h"
 #include "HXKeyValue.h"
@@ -28,7 +28,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
-HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : QWidget(parent), m_actions(actions)
+HXRequestEditor::HXRequestEditor(HXDocumentCommands *commands, QWidget *parent) : QWidget(parent), m_commands(commands)
 {
     auto *outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -69,7 +69,7 @@ HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : 
     m_parameters->setHorizontalHeaderLabels({QString(), tr("Name"), tr("Value")});
     m_parametersView = new HXKeyValueTableView;
     m_parametersView->setModel(m_parameters);
-    m_headers = new HXKeyValueTableModel(actions, this);
+    m_headers = new HXKeyValueTableModel(commands, this);
     auto *headersView = new HXKeyValueTableView;
     headersView->setModel(m_headers);
 
@@ -96,17 +96,17 @@ HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : 
 
     connect(m_method->lineEdit(), &QLineEdit::editingFinished, this, [this] {
         if (m_request && !m_reloading && m_method->currentText().trimmed() != m_request->storedMethod())
-            m_actions->setValue(m_request, QStringLiteral("method"), m_method->currentText().trimmed(),
-                                tr("Change Method"));
+            m_commands->setValueForKey(m_request, QStringLiteral("method"), m_method->currentText().trimmed(),
+                                       tr("Change Method"));
     });
     connect(m_method, &QComboBox::activated, this, [this](int) { m_method->lineEdit()->editingFinished(); });
     connect(m_url, &HXDynamicStringEdit::editingFinished, this, [this] {
         if (m_request && !m_reloading)
-            m_actions->setValue(m_request, QStringLiteral("url"), m_url->storedString(), tr("Change URL"));
+            m_commands->setValueForKey(m_request, QStringLiteral("url"), m_url->storedString(), tr("Change URL"));
     });
     connect(m_body, &HXDynamicStringEdit::editingFinished, this, [this] {
         if (m_request && !m_reloading)
-            m_actions->setValue(m_request, QStringLiteral("body"), m_body->storedString(), tr("Change Body"));
+            m_commands->setValueForKey(m_request, QStringLiteral("body"), m_body->storedString(), tr("Change Body"));
     });
     connect(m_tabs, &QTabWidget::currentChanged, this, [this](int tab) {
         if (m_request && !m_reloading)
@@ -114,8 +114,8 @@ HXRequestEditor::HXRequestEditor(HXDocumentActions *actions, QWidget *parent) : 
     });
     connect(m_parameters, &QStandardItemModel::itemChanged, this, [this] { _parametersEdited(); });
     connect(m_parameters, &QStandardItemModel::rowsRemoved, this, [this] { _parametersEdited(); });
-    if (actions->document())
-        connect(actions->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
+    if (commands->document())
+        connect(commands->document()->managedObjectContext(), &HXManagedObjectContext::objectsDidChange, this,
                 &HXRequestEditor::_objectsDidChange);
 }
 
@@ -143,13 +143,13 @@ QWidget *HXRequestEditor::_makeOptions()
     for (const auto &[box, key, name] : toggles) {
         connect(box, &QCheckBox::toggled, this, [this, key = key, name = name](bool on) {
             if (m_request && !m_reloading)
-                m_actions->setValue(m_request, key, on, name);
+                m_commands->setValueForKey(m_request, key, on, name);
         });
     }
     connect(m_timeout, &QDoubleSpinBox::editingFinished, this, [this] {
         if (m_request && !m_reloading)
-            m_actions->setValue(m_request, QStringLiteral("timeoutInterval"), m_timeout->value(),
-                                tr("Change Time-out"));
+            m_commands->setValueForKey(m_request, QStringLiteral("timeoutInterval"), m_timeout->value(),
+                                       tr("Change Time-out"));
     });
     return options;
 }
@@ -162,15 +162,16 @@ QWidget *HXRequestEditor::_makeAuthorization()
     auto *intro = new QLabel(tr("Add an Authorization header computed when the request is sent:"));
     intro->setWordWrap(true);
     layout->addWidget(intro);
-    const QList<std::tuple<QString, QString, QString>> kinds = {
-        {tr("HTTP Basic Auth"), QStringLiteral("HXBasicAuthDynamicValue"), tr("Set HTTP Basic Auth")},
-        {tr("OAuth 1.0"), QStringLiteral("HXOAuth1HeaderDynamicValue"), tr("Set OAuth 1 Authorization")},
-        {tr("Amazon S3"), QStringLiteral("HXAmazonS3HeaderDynamicValue"), tr("Set Amazon S3 Authorization")}};
-    for (const auto &[title, className, undoName] : kinds) {
+    using Insert = HXDynamicValuePtr (HXDocumentCommands::*)(const HXDocumentCommands::Selection &);
+    const QList<std::pair<QString, Insert>> kinds = {
+        {tr("HTTP Basic Auth"), &HXDocumentCommands::addHTTPBasicAuthorization},
+        {tr("OAuth 1.0"), &HXDocumentCommands::addOAuthAuthorization},
+        {tr("Amazon S3"), &HXDocumentCommands::addAmazonS3Authorization}};
+    for (const auto &[title, insert] : kinds) {
         auto *button = new QPushButton(title);
-        connect(button, &QPushButton::clicked, this, [this, className = className, undoName = undoName] {
-            if (m_request)
-                m_actions->setAuthorization(m_request, className, undoName);
+        connect(button, &QPushButton::clicked, this, [this, insert = insert] {
+            if (m_request && m_commands)
+                (m_commands->*insert)({m_request});
         });
         auto *row = new QHBoxLayout;
         row->addWidget(button);
@@ -304,9 +305,9 @@ void HXRequestEditor::_parametersEdited()
     const QString updated =
         pairs.isEmpty() ? QString(base + fragment) : QString(base + u'?' + pairs.join(u'&') + fragment);
     m_editingParameters = true;
-    m_actions->setValue(m_request, QStringLiteral("url"),
-                        HXDynamicValueEngine::archiveAttributedString(HXDynamicString(updated)),
-                        tr("Change Parameters"));
+    m_commands->setValueForKey(m_request, QStringLiteral("url"),
+                               HXDynamicValueEngine::archiveAttributedString(HXDynamicString(updated)),
+                               tr("Change Parameters"));
     m_editingParameters = false;
     QTimer::singleShot(0, this, &HXRequestEditor::_reloadParameters);
 }

@@ -3,7 +3,7 @@
 #include <QPointer>
 #include <QWidget>
 
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXDynamicStringEdit;
 class HXKeyValueTableModel;
 class HXKeyValueTableView;
@@ -19,14 +19,14 @@ struct HXManagedObjectChanges;
 
 // Edits the selected request: the method and URL on the first line, then
 // the tabs Parameters, Headers, Body, Authorization and Options. Every edit
-// is one named step through the document's actions.
+// is one named step through the document's commands.
 class HXRequestEditor : public QWidget
 {
     Q_OBJECT
 public:
     enum Tab { ParametersTab = 0, HeadersTab, BodyTab, AuthorizationTab, OptionsTab };
 
-    HXRequestEditor(HXDocumentActions *actions, QWidget *parent = nullptr);
+    HXRequestEditor(HXDocumentCommands *commands, QWidget *parent = nullptr);
 
     void setRequest(HXRequest *request);
     HXRequest *request() const { return m_request; }
@@ -44,7 +44,7 @@ private:
     void _parametersEdited();
     void _objectsDidChange(const HXManagedObjectChanges &changes);
 
-    QPointer<HXDocumentActions> m_actions;
+    QPointer<HXDocumentCommands> m_commands;
     HXRequest *m_request = nullptr;
     bool m_reloading = false;
     bool m_editingParameters = false;

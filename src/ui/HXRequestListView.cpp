@@ -1,6 +1,8 @@
 #include "HXRequestListView.h"
 
-#include "HXDocumentActions.h"
+#include "HXDocument.h"
+#include "HXDocumentCommands.h"
+#include "HXRequestGroup.h"
 #include "HXRequestListDelegate.h"
 #include "HXRequestTreeItem.h"
 #include "HXRequestTreeModel.h"
@@ -12,7 +14,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent) : QWidget(parent)
+HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *parent) : QWidget(parent)
 {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -25,12 +27,14 @@ HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent
     filterBox->addWidget(m_filter);
     layout->addLayout(filterBox);
 
-    m_model = new HXRequestTreeModel(actions, this);
+    m_model = new HXRequestTreeModel(commands, this);
     m_proxy = new QSortFilterProxyModel(this);
     m_proxy->setSourceModel(m_model);
     m_proxy->setFilterRole(HXRequestTreeModel::SearchTextRole);
     m_proxy->setFilterCaseSensitivity(Qt::CaseInsensitive);
     m_proxy->setRecursiveFilteringEnabled(true);
+    m_proxy->setSortCaseSensitivity(Qt::CaseInsensitive);
+    m_proxy->setSortLocaleAware(true);
 
     m_tree = new QTreeView;
     m_tree->setObjectName(QStringLiteral("requestList"));
@@ -64,7 +68,12 @@ HXRequestListView::HXRequestListView(HXDocumentActions *actions, QWidget *parent
             &HXRequestListView::selectionChanged);
     connect(m_model, &QAbstractItemModel::modelAboutToBeReset, this, &HXRequestListView::_rememberState);
     connect(m_model, &QAbstractItemModel::modelReset, this, &HXRequestListView::_restoreState);
-    connect(actions, &HXDocumentActions::selectionRequested, this, &HXRequestListView::selectItems);
+    connect(commands, &HXDocumentCommands::selectItems, this,
+            [this](const QList<HXRequestTreeItem *> &items, HXRequestGroup *expand) {
+                if (expand != nullptr)
+                    m_tree->expand(m_proxy->mapFromSource(m_model->indexForItem(expand)));
+                selectItems(items);
+            });
     m_tree->expandAll();
 }
 
@@ -105,6 +114,23 @@ void HXRequestListView::selectItems(const QList<HXRequestTreeItem *> &items)
     if (last.isValid()) {
         m_tree->selectionModel()->setCurrentIndex(last, QItemSelectionModel::NoUpdate);
         m_tree->scrollTo(last);
+    }
+}
+
+void HXRequestListView::setOrderBy(int orderBy)
+{
+    switch (orderBy) {
+    case 1:
+        m_proxy->setSortRole(Qt::DisplayRole);
+        m_proxy->sort(0, Qt::AscendingOrder);
+        break;
+    case 2:
+        m_proxy->setSortRole(HXRequestTreeModel::URLRole);
+        m_proxy->sort(0, Qt::AscendingOrder);
+        break;
+    default:
+        m_proxy->sort(-1);
+        break;
     }
 }
 

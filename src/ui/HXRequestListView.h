@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-class HXDocumentActions;
+class HXDocumentCommands;
 class HXRequestTreeItem;
 class HXRequestTreeModel;
 class QLineEdit;
@@ -17,7 +17,7 @@ class HXRequestListView : public QWidget
 {
     Q_OBJECT
 public:
-    HXRequestListView(HXDocumentActions *actions, QWidget *parent = nullptr);
+    HXRequestListView(HXDocumentCommands *commands, QWidget *parent = nullptr);
 
     HXRequestTreeModel *model() const { return m_model; }
     QTreeView *treeView() const { return m_tree; }
@@ -28,6 +28,8 @@ public:
     void selectItems(const QList<HXRequestTreeItem *> &items);
     void setContextMenu(QMenu *menu) { m_contextMenu = menu; }
     void renameCurrent();
+    // 0: the document's own order, 1: by name, 2: by URL.
+    void setOrderBy(int orderBy);
 
     QStringList expandedItemURIs() const;
     void expandItems(const QStringList &uris);

@@ -1,7 +1,7 @@
 #include "HXWindowManager.h"
 
+#include "HXClipboardPasteboard.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
 #include "HXDocumentController.h"
 #include "HXDocumentWindow.h"
 #include "HXEnvironment.h"
@@ -19,6 +19,10 @@ const QString recentFilesKey = QStringLiteral("KeaRecentDocuments");
 
 HXDocumentWindow *show(std::unique_ptr<HXDocument> document)
 {
+    // Copy and paste go through the system clipboard, so they work between
+    // windows and between two running instances.
+    static HXClipboardPasteboard clipboard;
+    HXPasteboard::setGeneralPasteboard(&clipboard);
     auto *window = new HXDocumentWindow(std::move(document));
     const QList<HXDocumentWindow *> others = HXWindowManager::windows();
     if (others.size() > 1 && others.first() != window)
@@ -40,16 +44,9 @@ QList<HXDocumentWindow *> HXWindowManager::windows()
 
 HXDocumentWindow *HXWindowManager::newDocument()
 {
-    auto document = std::make_unique<HXDocument>();
-    // A new document starts with one request and one environment, and with
-    // nothing to undo.
-    HXManagedObjectContext *context = document->managedObjectContext();
-    HXDocumentActions actions(document.get());
-    actions.addRequest(nullptr);
-    document->setCurrentEnvironment(HXEnvironment::createDefaultEnvironmentIfNeeded(context));
-    context->processPendingChanges();
-    context->undoManager()->removeAllActions();
-    context->markSaved();
+    auto document = HXDocument::makeUntitledDocument();
+    // Nothing to save until the user changes something.
+    document->managedObjectContext()->markSaved();
     return show(std::move(document));
 }
 

@@ -1,12 +1,23 @@
 #include "HXWindowPresenter.h"
 
+#include "HXDocument.h"
+#include "HXDocumentWindow.h"
+#include "HXServerTrustDialog.h"
+#include "HXTrustedCertificates.h"
+#include "HXWindowManager.h"
+
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
 
 namespace {
-QWidget *parentWindow()
+QWidget *parentWindow(const HXDocument *document = nullptr)
 {
+    // The document's own window when the alert belongs to a document.
+    for (HXDocumentWindow *window : HXWindowManager::windows()) {
+        if (document != nullptr && window->document() == document)
+            return window;
+    }
     QWidget *window = QApplication::activeWindow();
     if (window == nullptr) {
         for (QWidget *candidate : QApplication::topLevelWidgets()) {
@@ -20,7 +31,21 @@ QWidget *parentWindow()
 
 void HXWindowPresenter::presentAlert(const Alert &alert, const std::function<void(int button)> &completion)
 {
-    auto *box = new QMessageBox(parentWindow());
+    if (alert.kind == AlertKind::ServerTrust) {
+        auto *dialog = new HXServerTrustDialog(alert, parentWindow(alert.document));
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        QObject::connect(dialog, &QDialog::finished, dialog, [dialog, alert, completion](int) {
+            // Continue (the first button) with the box checked remembers the
+            // server's certificate for this host.
+            if (dialog->chosenButton() == 0 && dialog->alwaysTrust())
+                HXTrustedCertificates::trust(alert.host, alert.certificateChain.value(0));
+            if (completion)
+                completion(dialog->chosenButton());
+        });
+        dialog->open();
+        return;
+    }
+    auto *box = new QMessageBox(parentWindow(alert.document));
     box->setWindowModality(box->parentWidget() ? Qt::WindowModal : Qt::ApplicationModal);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setIcon(QMessageBox::Warning);

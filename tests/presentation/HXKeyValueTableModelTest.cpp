@@ -1,6 +1,6 @@
 #include "HXKeyValueTableModel.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDynamicString.h"
 #include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
@@ -21,7 +21,7 @@ class KeyValueTableModelTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        request = actions.addRequest(nullptr);
+        request = commands.addRequest({});
         model.setOwner(request, QStringLiteral("request"));
     }
 
@@ -44,9 +44,9 @@ protected:
     bool type(int row, int column, const QString &text) { return model.setData(model.index(row, column), text); }
 
     HXDocument document;
-    HXDocumentActions actions{&document};
+    HXDocumentCommands commands{&document};
     HXRequest *request = nullptr;
-    HXKeyValueTableModel model{&actions};
+    HXKeyValueTableModel model{&commands};
     QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::Fatal};
 };
 
@@ -67,19 +67,19 @@ TEST_F(KeyValueTableModelTest, TypingIntoTheBlankRowAddsARowAndUndoes)
     EXPECT_TRUE(model.removeRows(1, 1));
     EXPECT_FALSE(model.removeRows(1, 1)) << "the blank row cannot be removed";
     EXPECT_EQ(rows(), QStringLiteral("!Accept=text/plain _"));
-    actions.undo();
-    actions.undo();
+    commands.undo();
+    commands.undo();
     EXPECT_EQ(rows(), QStringLiteral("Accept=text/plain =only a value _"));
 }
 
 TEST_F(KeyValueTableModelTest, InheritedAndTokenCellsAreNotEditable)
 {
     auto *folder = document.managedObjectContext()->insertNewObject<HXRequestGroup>(HXRequestGroup::staticEntityName());
-    HXKeyValue *inherited =
-        actions.addKeyValue(folder, QStringLiteral("groupForHeaders"), QStringLiteral("X-Team"), QStringLiteral("kea"));
+    HXKeyValue *inherited = commands.addKeyValue(folder, QStringLiteral("groupForHeaders"), QStringLiteral("X-Team"),
+                                                 QStringLiteral("kea"));
     const QString token = HXDynamicValueEngine::archiveAttributedString(HXDynamicString::withDynamicValue(
         HXDynamicValueCatalogue::createValue(QStringLiteral("HXBasicAuthDynamicValue"))));
-    actions.addKeyValue(request, QStringLiteral("request"), QStringLiteral("Authorization"), token);
+    commands.addKeyValue(request, QStringLiteral("request"), QStringLiteral("Authorization"), token);
     model.setInheritedRows({inherited});
     EXPECT_EQ(model.rowCount(), 3);
 

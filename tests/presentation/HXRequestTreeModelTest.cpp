@@ -1,7 +1,9 @@
 #include "HXRequestTreeModel.h"
+#include "HXClipboardPasteboard.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXManagedObjectContext.h"
+#include "HXPasteboardManagement.h"
 #include "HXRequest.h"
 #include "HXRequestGroup.h"
 #include "HXUndoManager.h"
@@ -19,17 +21,16 @@ protected:
     void SetUp() override
     {
         // Top level: a, folder (b, c), d.
-        a = actions.addRequest(nullptr);
-        folder = actions.addRequestFolder(a);
-        b = actions.addRequest(folder);
-        c = actions.addRequest(b);
-        d = actions.addRequest(nullptr);
-        actions.renameItem(folder, QStringLiteral("F"));
-        actions.renameItem(a, QStringLiteral("a"));
-        actions.renameItem(b, QStringLiteral("b"));
-        actions.renameItem(c, QStringLiteral("c"));
-        actions.renameItem(d, QStringLiteral("d"));
-        actions.setValue(a, QStringLiteral("url"), QStringLiteral("http://example.com/users"), QString());
+        a = commands.addRequest({});
+        folder = commands.addRequestFolder({a});
+        b = commands.addRequest({folder});
+        c = commands.addRequest({b});
+        d = commands.addRequest({});
+        const QList<std::pair<HXRequestTreeItem *, const char *>> names = {
+            {folder, "F"}, {a, "a"}, {b, "b"}, {c, "c"}, {d, "d"}};
+        for (const auto &[item, name] : names)
+            commands.renameRequestTreeItem(item, QString::fromLatin1(name));
+        commands.setValueForKey(a, QStringLiteral("url"), QStringLiteral("http://example.com/users"), QString());
         undo()->removeAllActions();
     }
 
@@ -58,10 +59,10 @@ protected:
     }
 
     HXDocument document;
-    HXDocumentActions actions{&document};
+    HXDocumentCommands commands{&document};
     HXRequest *a = nullptr, *b = nullptr, *c = nullptr, *d = nullptr;
     HXRequestGroup *folder = nullptr;
-    HXRequestTreeModel model{&actions};
+    HXRequestTreeModel model{&commands};
     QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::Fatal};
 };
 
@@ -76,7 +77,7 @@ TEST_F(RequestTreeModelTest, FollowsTheStoreAndItsUndo)
     EXPECT_FALSE(model.setData(first, QStringLiteral("   "))) << "a blank name is refused";
     EXPECT_EQ(shape(), QStringLiteral("renamed F[b c] d"));
     EXPECT_EQ(undo()->undoActionName(), QStringLiteral("Rename"));
-    actions.undo();
+    commands.undo();
     EXPECT_EQ(shape(), QStringLiteral("a F[b c] d"));
 }
 
@@ -91,7 +92,7 @@ TEST_F(RequestTreeModelTest, DropsMoveItemsAsOneUndoStep)
         const char *expected;
     };
     const QList<Case> cases = {
-        {"onto the folder goes first in it", {d}, -1, true, "a F[d b c]"},
+        {"onto the folder goes last in it", {d}, -1, true, "a F[b c d]"},
         {"between two children", {a}, 1, true, "F[b a c] d"},
         {"to the top of the list", {d, c}, 0, false, "d c a F[b]"},
         {"to the end of the list", {b}, -1, false, "a F[c] d b"},
@@ -105,7 +106,7 @@ TEST_F(RequestTreeModelTest, DropsMoveItemsAsOneUndoStep)
         model.dropMimeData(data.get(), Qt::MoveAction, test.row, 0, parent);
         EXPECT_EQ(shape(), QString::fromLatin1(test.expected));
         if (undo()->canUndo()) {
-            actions.undo();
+            commands.undo();
             EXPECT_EQ(shape(), QStringLiteral("a F[b c] d"));
         }
     }
@@ -119,21 +120,36 @@ TEST_F(RequestTreeModelTest, RefusesDropsThatCannotWork)
     std::unique_ptr<QMimeData> requestDrag(dragOf({d}));
     EXPECT_FALSE(model.canDropMimeData(requestDrag.get(), Qt::MoveAction, -1, 0, model.indexForItem(a)))
         << "onto a request";
-    EXPECT_FALSE(model.canDropMimeData(requestDrag.get(), Qt::CopyAction, -1, 0, {}));
 
-    QMimeData foreign;
-    foreign.setData(QString::fromLatin1(HXRequest::pasteboardTypeURI), "x-coredata://other-store/HXRequest/p1");
-    EXPECT_FALSE(model.canDropMimeData(&foreign, Qt::MoveAction, -1, 0, {})) << "an item of another document";
-    foreign.setData(QString::fromLatin1(HXRequest::pasteboardTypeURI), a->objectURI().toUtf8() + "\nnonsense");
-    EXPECT_FALSE(model.canDropMimeData(&foreign, Qt::MoveAction, -1, 0, {})) << "one unknown item spoils the drop";
+    QMimeData garbled;
+    garbled.setData(HXClipboardPasteboard::itemsMimeType, "\x00\x00\x00\x01\x7f\xff\xff\xff");
+    EXPECT_FALSE(model.canDropMimeData(&garbled, Qt::MoveAction, -1, 0, {})) << "damaged items";
+}
+
+TEST_F(RequestTreeModelTest, ADropFromAnotherDocumentCopiesTheArchive)
+{
+    HXDocument other;
+    HXDocumentCommands otherCommands{&other};
+    HXRequestTreeModel otherModel{&otherCommands};
+    HXRequestGroup *otherFolder = otherCommands.addRequestFolder({});
+    std::unique_ptr<QMimeData> data(dragOf({folder}));
+
+    ASSERT_TRUE(otherModel.canDropMimeData(data.get(), Qt::MoveAction, -1, 0, otherModel.indexForItem(otherFolder)));
+    otherModel.dropMimeData(data.get(), Qt::MoveAction, -1, 0, otherModel.indexForItem(otherFolder));
+    ASSERT_EQ(otherFolder->children().size(), 1);
+    HXRequestTreeItem *copy = otherFolder->children().first();
+    EXPECT_EQ(copy->name(), QStringLiteral("F"));
+    EXPECT_EQ(copy->children().size(), 2) << "the folder came with its requests";
+    EXPECT_EQ(shape(), QStringLiteral("a F[b c] d")) << "the source document is untouched";
+    EXPECT_TRUE(b->isLive());
 }
 
 TEST_F(RequestTreeModelTest, DeletingAFolderAsksAndTakesItsRequests)
 {
-    actions.deleteItems({folder, b});
+    commands.deleteRequest({folder, b});
     EXPECT_EQ(shape(), QStringLiteral("a d"));
     EXPECT_FALSE(c->isLive());
-    actions.undo();
+    commands.undo();
     EXPECT_EQ(shape(), QStringLiteral("a F[b c] d"));
 }
 

@@ -1,8 +1,10 @@
 #include "HXDocumentWindow.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDynamicStringEdit.h"
 #include "HXEchoService.h"
+#include "HXEnvironmentTableModel.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXLargeTextView.h"
 #include "HXMainMenu.h"
 #include "HXManagedObjectContext.h"
@@ -10,21 +12,27 @@
 #include "HXRequest.h"
 #include "HXRequestEditor.h"
 #include "HXRequestGroup.h"
+#include "HXRequestHandler.h"
 #include "HXRequestListView.h"
 #include "HXRequestTreeModel.h"
 #include "HXResponseManager.h"
 #include "HXResponseViewer.h"
 #include "HXTestSupport.h"
 #include "HXUndoManager.h"
+#include "HXWarningsButton.h"
 #include "HXWindowManager.h"
 
 #include <QAbstractItemView>
 #include <QAction>
+#include <QFont>
 #include <QLabel>
+#include <QMenu>
 #include <QMimeData>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTest>
 #include <QTreeView>
+#include <QWidgetAction>
 
 #include <gtest/gtest.h>
 
@@ -107,32 +115,31 @@ TEST_F(DocumentWindowTest, SendsWithCtrlReturnAndShowsThePrettyBody)
 
 TEST_F(DocumentWindowTest, SendAllAsksWithTheCount)
 {
-    HXDocumentActions *actions = window->actions();
-    actions->addRequest(nullptr);
-    actions->addRequest(nullptr);
+    HXDocumentCommands *commands = window->commands();
+    commands->addRequest({});
+    commands->addRequest({});
     presenter.answer = 1; // Cancel
     window->mainMenu()->sendAllAction()->trigger();
     ASSERT_EQ(presenter.alerts.size(), 1);
     EXPECT_EQ(presenter.alerts.first().message, QStringLiteral("Send all?"));
     EXPECT_EQ(presenter.alerts.first().informativeText, QStringLiteral("Send 3 request(s)?"));
     EXPECT_EQ(presenter.alerts.first().buttons, (QStringList{QStringLiteral("Send all"), QStringLiteral("Cancel")}));
-    EXPECT_FALSE(actions->isBusy());
+    EXPECT_FALSE(window->document()->requestHandler()->isBusy());
 }
 
 TEST_F(DocumentWindowTest, DragIntoAFolderThenUndoWithTheMenu)
 {
-    HXDocumentActions *actions = window->actions();
     HXRequestTreeItem *request = window->currentRequest();
-    HXRequestGroup *folder = actions->addRequestFolder(request);
+    HXRequestGroup *folder = window->commands()->addRequestFolder({request});
     HXRequestTreeModel *model = window->requestList()->model();
     std::unique_ptr<QMimeData> drag(model->mimeData({model->indexForItem(request)}));
     model->dropMimeData(drag.get(), Qt::MoveAction, -1, 0, model->indexForItem(folder));
     EXPECT_EQ(request->parent(), folder);
-    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("&Undo Move Request"));
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Move"));
 
     window->mainMenu()->undoAction()->trigger();
     EXPECT_EQ(request->parent(), nullptr);
-    EXPECT_EQ(window->mainMenu()->redoAction()->text(), QStringLiteral("&Redo Move Request"));
+    EXPECT_EQ(window->mainMenu()->redoAction()->text(), QStringLiteral("Redo Move"));
 }
 
 TEST_F(DocumentWindowTest, ViewSwitcherAndEmptyStates)
@@ -154,8 +161,9 @@ TEST_F(DocumentWindowTest, ParametersFollowTheURLBothWays)
 {
     HXRequestEditor *editor = window->requestEditor();
     HXRequest *request = window->currentRequest();
-    window->actions()->setValue(request, QStringLiteral("url"), QStringLiteral("http://h/p?a=1&b=two%20words#top"),
-                                QStringLiteral("Change URL"));
+    window->commands()->setValueForKey(request, QStringLiteral("url"),
+                                       QStringLiteral("http://h/p?a=1&b=two%20words#top"),
+                                       QStringLiteral("Change URL"));
     QAbstractItemModel *parameters =
         static_cast<QAbstractItemView *>(editor->tabs()->widget(HXRequestEditor::ParametersTab))->model();
     ASSERT_EQ(parameters->rowCount(), 3) << "two parameters and the blank row";
@@ -165,8 +173,131 @@ TEST_F(DocumentWindowTest, ParametersFollowTheURLBothWays)
     EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
     parameters->setData(parameters->index(2, 1), QStringLiteral("new"));
     EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y&new#top"));
-    window->actions()->undo();
+    window->commands()->undo();
     EXPECT_EQ(request->url(), QStringLiteral("http://h/p?a=1&b=x%26y#top"));
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, PastesARequestIntoAnotherWindow)
+{
+    HXRequest *original = window->currentRequest();
+    window->commands()->renameRequestTreeItem(original, QStringLiteral("Users"));
+    window->commands()->setValueForKey(original, QStringLiteral("url"), QStringLiteral("http://h/users"),
+                                       QStringLiteral("Change URL"));
+    window->mainMenu()->copyAction()->trigger();
+
+    HXDocumentWindow *other = HXWindowManager::newDocument();
+    ASSERT_NE(other, nullptr);
+    other->mainMenu()->updateStates();
+    ASSERT_TRUE(other->mainMenu()->pasteAction()->isEnabled());
+    other->mainMenu()->pasteAction()->trigger();
+
+    HXRequest *pasted = other->currentRequest();
+    ASSERT_NE(pasted, nullptr) << "the pasted request is selected";
+    EXPECT_EQ(pasted->name(), QStringLiteral("Users"));
+    EXPECT_EQ(pasted->url(), QStringLiteral("http://h/users"));
+    EXPECT_NE(pasted->uuid(), original->uuid());
+    EXPECT_EQ(other->document()->topLevelItems().size(), 2);
+    EXPECT_EQ(window->document()->topLevelItems().size(), 1) << "the source is untouched";
+
+    other->document()->managedObjectContext()->markSaved();
+    other->close();
+}
+
+TEST_F(DocumentWindowTest, UndoesAWarningRepairFromThePopover)
+{
+    HXRequest *request = window->currentRequest();
+    const QString broken = QStringLiteral("http://exa mple.com");
+    window->commands()->setValueForKey(request, QStringLiteral("url"), broken, QStringLiteral("Change URL"));
+    ASSERT_GT(window->warningsButton()->count(), 0);
+
+    window->showWarnings();
+    auto *popover = window->findChild<QMenu *>(QStringLiteral("warningsPopover"));
+    ASSERT_NE(popover, nullptr);
+    QAction *repair = nullptr;
+    for (QAction *action : popover->actions()) {
+        if (repair == nullptr && !action->isSeparator() && qobject_cast<QWidgetAction *>(action) == nullptr)
+            repair = action;
+    }
+    ASSERT_NE(repair, nullptr) << "a warning with a repair button";
+    const QString repairName = repair->text();
+    repair->trigger();
+    popover->close();
+    ASSERT_NE(request->url(), broken);
+    QAction *undo = window->mainMenu()->undoAction();
+    EXPECT_TRUE(undo->text().startsWith(QStringLiteral("Undo "))) << undo->text().toStdString();
+    EXPECT_NE(undo->text(), QStringLiteral("Undo Change URL")) << "the repair is its own step";
+
+    undo->trigger();
+    EXPECT_EQ(request->url(), broken);
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Change URL"));
+    EXPECT_GT(window->warningsButton()->count(), 0) << "the warning is back";
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, OrdersTheListByNameOrURLAndBack)
+{
+    HXDocumentCommands *commands = window->commands();
+    HXRequest *first = window->currentRequest();
+    HXRequest *second = commands->addRequest({first});
+    HXRequest *third = commands->addRequest({second});
+    const QList<std::tuple<HXRequest *, const char *, const char *>> requests = {
+        {first, "delta", "http://b/"}, {second, "Alpha", "http://c/"}, {third, "charlie", "http://a/"}};
+    for (const auto &[request, name, url] : requests) {
+        commands->renameRequestTreeItem(request, QString::fromLatin1(name));
+        commands->setValueForKey(request, QStringLiteral("url"), QString::fromLatin1(url),
+                                 QStringLiteral("Change URL"));
+    }
+    auto shown = [&] {
+        QStringList names;
+        const QAbstractItemModel *model = window->requestList()->treeView()->model();
+        for (int row = 0; row < model->rowCount(); ++row)
+            names.append(model->index(row, 0).data().toString());
+        return names.join(u' ');
+    };
+    const QList<std::pair<int, const char *>> cases = {
+        {1, "Alpha charlie delta"}, {2, "charlie delta Alpha"}, {0, "delta Alpha charlie"}};
+    for (const auto &[order, expected] : cases) {
+        window->setOrderBy(order);
+        EXPECT_EQ(shown(), QString::fromLatin1(expected)) << order;
+    }
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, EnvironmentsSheetEditsTheGridThroughTheCommands)
+{
+    window->commands()->environmentToolbarItemChanged(33);
+    auto *sheet = window->findChild<HXEnvironmentsWindow *>();
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_EQ(sheet->windowModality(), Qt::WindowModal);
+    HXEnvironmentTableModel *model = sheet->model();
+    ASSERT_EQ(model->columnCount(), 2) << "the names, then the one environment";
+    EXPECT_TRUE(model->headerData(1, Qt::Horizontal, Qt::FontRole).value<QFont>().bold()) << "the current one";
+
+    sheet->addVariableButton()->click();
+    ASSERT_EQ(model->rowCount(), 1);
+    EXPECT_TRUE(model->setData(model->index(0, 0), QStringLiteral("host")));
+    EXPECT_TRUE(model->setData(model->index(0, 1), QStringLiteral("example.com")));
+    EXPECT_EQ(model->index(0, 0).data().toString(), QStringLiteral("host"));
+    EXPECT_EQ(model->index(0, 1).data().toString(), QStringLiteral("example.com"));
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Change Value"));
+
+    sheet->addEnvironmentButton()->click();
+    EXPECT_EQ(model->columnCount(), 3);
+    window->commands()->undo();
+    window->commands()->undo();
+    EXPECT_EQ(model->columnCount(), 2);
+    EXPECT_EQ(model->index(0, 1).data().toString(), QString());
+    sheet->close();
 }
 
 } // namespace

@@ -1,12 +1,14 @@
 // kea-screenshots: renders the screens of a document to PNG files, for
 // looking at the interface without a desktop (scripts/screenshots.sh runs
-// it under Xvfb). Usage: kea-screenshots DOCUMENT OUTPUT-FOLDER
+// it under Xvfb). Usage: kea-screenshots DOCUMENT OUTPUT-FOLDER [HTTPS-URL]
+// where HTTPS-URL is a server whose certificate is not trusted.
 
 #include "HXApplication.h"
 #include "HXDocument.h"
-#include "HXDocumentActions.h"
+#include "HXDocumentCommands.h"
 #include "HXDocumentWindow.h"
 #include "HXDynamicStringEdit.h"
+#include "HXEnvironmentsWindow.h"
 #include "HXLargeTextView.h"
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
@@ -14,11 +16,15 @@
 #include "HXRequestListView.h"
 #include "HXResponse.h"
 #include "HXResponseViewer.h"
+#include "HXServerTrustDialog.h"
+#include "HXTokenEditor.h"
+#include "HXTokenPicker.h"
 #include "HXWarningsButton.h"
 #include "HXWindowManager.h"
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPalette>
 #include <QScreen>
@@ -138,8 +144,8 @@ int main(int argc, char *argv[])
 {
     HXApplication app(argc, argv);
     const QStringList arguments = HXApplication::arguments();
-    if (arguments.size() != 3) {
-        std::fprintf(stderr, "usage: kea-screenshots DOCUMENT OUTPUT-FOLDER\n");
+    if (arguments.size() != 3 && arguments.size() != 4) {
+        std::fprintf(stderr, "usage: kea-screenshots DOCUMENT OUTPUT-FOLDER [HTTPS-URL]\n");
         return 2;
     }
     const QString folder = arguments.at(2);
@@ -163,8 +169,8 @@ int main(int argc, char *argv[])
     window->responseViewer()->tabs()->setCurrentIndex(HXResponseViewer::BodyTab);
 
     // A request with warnings, and its popover.
-    window->actions()->setValue(window->currentRequest(), QStringLiteral("url"), QStringLiteral("http://exa mple.com"),
-                                QStringLiteral("Change URL"));
+    window->commands()->setValueForKey(window->currentRequest(), QStringLiteral("url"),
+                                       QStringLiteral("http://exa mple.com"), QStringLiteral("Change URL"));
     settle();
     if (window->warningsButton()->count() > 0) {
         window->showWarnings();
@@ -174,7 +180,55 @@ int main(int argc, char *argv[])
     } else {
         std::printf("no warnings to show\n");
     }
-    window->actions()->undo();
+    window->commands()->undo();
+
+    // A token in the URL with its editor, then the catalogue search.
+    HXDynamicStringEdit *url = window->requestEditor()->urlField();
+    url->setFocus();
+    url->moveCursor(QTextCursor::End);
+    url->insertDynamicValueOfKind(QStringLiteral("HXTimestampDynamicValue"));
+    settle();
+    if (HXTokenEditor *editor = url->editTokenAt(url->document()->characterCount() - 2)) {
+        ok = shoot(folder, QStringLiteral("token-editor")) && ok;
+        editor->close();
+    }
+    url->moveCursor(QTextCursor::End);
+    HXTokenPicker *picker = url->showTokenPicker();
+    picker->searchField()->setText(QStringLiteral("re"));
+    ok = shoot(folder, QStringLiteral("token-picker")) && ok;
+    picker->close();
+    settle();
+    window->commands()->undo();
+
+    // The environments sheet.
+    window->commands()->environmentToolbarItemChanged(33);
+    if (auto *sheet = window->findChild<HXEnvironmentsWindow *>()) {
+        ok = shoot(folder, QStringLiteral("environments")) && ok;
+        sheet->close();
+    }
+
+    // The question about a server whose certificate is not trusted.
+    if (arguments.size() == 4) {
+        HXRequest *request = window->currentRequest();
+        const QString previous = request->url();
+        window->commands()->setValueForKey(request, QStringLiteral("url"), arguments.at(3),
+                                           QStringLiteral("Change URL"));
+        window->sendSelected();
+        HXServerTrustDialog *trust = nullptr;
+        for (int i = 0; i < 200 && trust == nullptr; ++i) {
+            settle(50);
+            trust = window->findChild<HXServerTrustDialog *>();
+        }
+        if (trust != nullptr) {
+            ok = shoot(folder, QStringLiteral("trust")) && ok;
+            trust->reject();
+        } else {
+            std::printf("no trust question was asked\n");
+            ok = false;
+        }
+        settle();
+        window->commands()->setValueForKey(request, QStringLiteral("url"), previous, QStringLiteral("Change URL"));
+    }
 
     // Dark mode as a desktop in dark mode starts Kea: the palette first,
     // then the window.

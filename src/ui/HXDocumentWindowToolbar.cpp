@@ -1,0 +1,105 @@
+// HXDocumentWindow: the toolbar (send and stop, the status area, the
+// environment chooser, the view switcher and the warnings button).
+
+#include "HXDocument.h"
+#include "HXDocumentCommands.h"
+#include "HXDocumentWindow.h"
+#include "HXViewSwitcher.h"
+#include "HXWarningsButton.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QPainter>
+#include <QProgressBar>
+#include <QToolBar>
+#include <QToolButton>
+
+void HXDocumentWindow::_buildToolbar()
+{
+    QToolBar *bar = addToolBar(tr("Toolbar"));
+    bar->setObjectName(QStringLiteral("mainToolbar"));
+    bar->setMovable(false);
+    bar->setFloatable(false);
+    bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+
+    m_send = new QToolButton;
+    m_send->setText(tr("Send"));
+    m_send->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_send->setPopupMode(QToolButton::MenuButtonPopup);
+    auto *sendMenu = new QMenu(m_send);
+    sendMenu->addAction(tr("Send All"), m_commands, &HXDocumentCommands::sendAllRequests);
+    m_send->setMenu(sendMenu);
+    connect(m_send, &QToolButton::clicked, this, &HXDocumentWindow::sendSelected);
+    m_stop = new QToolButton;
+    m_stop->setText(tr("Stop"));
+    m_stop->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    connect(m_stop, &QToolButton::clicked, m_commands, &HXDocumentCommands::stopRequests);
+    bar->addWidget(m_send);
+    bar->addWidget(m_stop);
+    bar->addSeparator();
+
+    // The status area: what is being sent, how far it is.
+    auto *status = new QWidget;
+    status->setObjectName(QStringLiteral("statusArea"));
+    auto *statusLayout = new QHBoxLayout(status);
+    statusLayout->setContentsMargins(8, 0, 8, 0);
+    statusLayout->setSpacing(8);
+    m_statusName = new QLabel;
+    QFont bold = m_statusName->font();
+    bold.setBold(true);
+    m_statusName->setFont(bold);
+    m_statusText = new QLabel(tr("Ready"));
+    m_statusText->setObjectName(QStringLiteral("statusText"));
+    m_progress = new QProgressBar;
+    m_progress->setRange(0, 100);
+    m_progress->setTextVisible(false);
+    m_progress->setFixedWidth(120);
+    m_progress->setMaximumHeight(8);
+    m_progress->setVisible(false);
+    statusLayout->addWidget(m_statusName);
+    statusLayout->addWidget(m_statusText, 1);
+    statusLayout->addWidget(m_progress);
+    status->setMinimumWidth(260);
+    status->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    bar->addWidget(status);
+    bar->addSeparator();
+
+    m_environments = new QComboBox;
+    m_environments->setToolTip(tr("Environment"));
+    m_environments->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    connect(m_environments, &QComboBox::activated, this, &HXDocumentWindow::_environmentChosen);
+    bar->addWidget(m_environments);
+
+    m_viewSwitcher = new HXViewSwitcher({tr("Request"), tr("Split"), tr("Response")});
+    connect(m_viewSwitcher, &HXViewSwitcher::chosen, this, &HXDocumentWindow::setViewType);
+    bar->addWidget(m_viewSwitcher);
+
+    m_warnings = new HXWarningsButton;
+    m_warningsItem = bar->addWidget(m_warnings);
+    m_warningsItem->setVisible(false);
+    _updateIcons();
+}
+
+void HXDocumentWindow::_updateIcons()
+{
+    // Drawn in the palette's text colour, so they read in light and dark.
+    auto symbol = [this](bool triangle) {
+        const qreal ratio = devicePixelRatioF();
+        QPixmap pixmap(QSize(16, 16) * ratio);
+        pixmap.setDevicePixelRatio(ratio);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(palette().color(QPalette::ButtonText));
+        if (triangle)
+            painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
+        else
+            painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
+        return QIcon(pixmap);
+    };
+    m_send->setIcon(symbol(true));
+    m_stop->setIcon(symbol(false));
+}
