@@ -58,13 +58,16 @@ TEST(HXJSONStringTest, ReadsTheUserDefaults)
 {
     HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
     const QString text = QStringLiteral("{\"b\":1,\"a\":2}");
-    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()), QStringLiteral("{\n  \"b\": 1,\n  \"a\": 2\n}"));
+    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()),
+              QStringLiteral("{\n  \"b\": 1,\n  \"a\": 2\n}"));
 
     defaults.setBool(true, QStringLiteral("HXUserDefaultJSONSortKeys"));
     defaults.setInteger(4, QStringLiteral("HXUserDefaultJSONIndentSize"));
-    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()), QStringLiteral("{\n    \"a\": 2,\n    \"b\": 1\n}"));
+    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()),
+              QStringLiteral("{\n    \"a\": 2,\n    \"b\": 1\n}"));
     defaults.setBool(false, QStringLiteral("HXUserDefaultJSONPrettyPrint"));
-    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()), QStringLiteral("{\"a\":2,\"b\":1}"));
+    EXPECT_EQ(HXJSONString::stringByPrettyPrintingJSON(text, HXJSONPrintingPreferences::standardSettings()),
+              QStringLiteral("{\"a\":2,\"b\":1}"));
 
     defaults.removeObjectForKey(QStringLiteral("HXUserDefaultJSONSortKeys"));
     defaults.removeObjectForKey(QStringLiteral("HXUserDefaultJSONIndentSize"));
