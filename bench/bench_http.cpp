@@ -339,7 +339,9 @@ int runKeaClient(const QString &url, int count, bool insecure, const QString &en
             std::fprintf(stderr, "kea request failed: %s\n", qPrintable(delegate.error));
             return 1;
         }
-        bytes += request.responseData().size();
+        // The body as the engine kept it (in memory, or in its file past the
+        // memory limit), not read back.
+        bytes += request.responseBody().size();
     }
     std::printf("%.6f %lld\n", clock.nsecsElapsed() / 1e9, static_cast<long long>(bytes));
     return 0;
