@@ -8,8 +8,10 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <vector>
 
 QByteArray HXXMLStoreWriter::integrityMarker()
 {
@@ -262,12 +264,25 @@ void HXXMLStoreWriter::serialize(const HXManagedObjectContext &context, const st
     const QHash<const HXManagedObject *, QByteArray> identifiers = fileIdentifiers(objects);
     // By entity, then by the object's own id: where an object goes depends on
     // nothing that another branch of the document could change, so adding an
-    // object adds its lines and changes no other.
-    std::sort(objects.begin(), objects.end(), [&identifiers](const HXManagedObject *a, const HXManagedObject *b) {
-        if (a->entity() != b->entity())
-            return a->entity()->name() < b->entity()->name();
-        return identifiers.value(a) < identifiers.value(b);
+    // object adds its lines and changes no other. The keys are looked up once,
+    // not on every comparison.
+    struct SortKey
+    {
+        QString entity;
+        QByteArray identifier;
+        HXManagedObject *object;
+    };
+    std::vector<SortKey> keys;
+    keys.reserve(size_t(objects.size()));
+    for (HXManagedObject *object : objects)
+        keys.push_back({object->entity()->name(), identifiers.value(object), object});
+    std::sort(keys.begin(), keys.end(), [](const SortKey &a, const SortKey &b) {
+        if (const int order = a.entity.compare(b.entity); order != 0)
+            return order < 0;
+        return a.identifier < b.identifier;
     });
+    for (size_t i = 0; i < keys.size(); ++i)
+        objects[qsizetype(i)] = keys[i].object;
 
     // Written in chunks, so a large document never sits in memory twice.
     constexpr qsizetype chunkSize = 1 << 20;
