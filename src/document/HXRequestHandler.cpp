@@ -15,6 +15,7 @@
 
 #include <QCoreApplication>
 #include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <cmath>
 
@@ -327,8 +328,10 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     setStatus(StatusFinished, engineRequest);
     _remove(engineRequest);
     Q_EMIT progressChanged(request, 1.0, true);
-    store->saveUpdates();
-    store->purgeOldResponses();
+    // The response is written when this returns, after the next request (or
+    // the redirect) is on its way, so that the write overlaps its connection.
+    // Until then the store hands it out as a response not saved yet.
+    const auto writeResponse = qScopeGuard([store] { store->purgeOldResponses(); });
     HXNotificationCenter::defaultCenter()->postNotification(
         QStringLiteral("HXRequestDidRecieveNewResponseNotification"), request,
         {{QStringLiteral("HXRequestNotificationNewResponseKey"), QVariant::fromValue(response)}});
@@ -406,9 +409,7 @@ void HXRequestHandler::HTTPRequestDidFailWithError(HXHTTPRequest *engineRequest,
     const QString url = engineRequest->URL().toString();
     if (info->response != nullptr) {
         // The head arrived: it is recorded as it came.
-        HXResponseManager *store = HXResponseManager::sharedManager();
-        store->saveUpdates();
-        store->purgeOldResponses();
+        HXResponseManager::sharedManager()->purgeOldResponses();
     }
     setStatus(StatusFailed, engineRequest);
     _remove(engineRequest);

@@ -200,7 +200,7 @@ void HXResponseManager::_pruneRegistry()
 
 bool HXResponseManager::hasPendingChanges() const
 {
-    if (!m_inserted.empty() || !m_deleted.isEmpty())
+    if (m_purgeRequested || !m_inserted.empty() || !m_deleted.isEmpty())
         return true;
     for (const auto &[row, entry] : m_registry) {
         const std::shared_ptr<HXResponse> response = entry.response.lock();
@@ -210,28 +210,54 @@ bool HXResponseManager::hasPendingChanges() const
     return false;
 }
 
+HXResult<void> HXResponseManager::_deleteRows(HXSQLiteDatabase &database, const QList<qint64> &rows)
+{
+    if (rows.isEmpty())
+        return {};
+    auto remove = database.prepare(QStringLiteral("DELETE FROM HXResponse WHERE id = ?"));
+    auto removeFile = database.prepare(QStringLiteral("DELETE FROM HXResponseBodyFile WHERE id = ? "
+                                                      "RETURNING fileName"));
+    if (!remove)
+        return remove.error();
+    if (!removeFile)
+        return removeFile.error();
+    for (qint64 row : rows) {
+        remove->bindInt64(1, row);
+        if (auto done = remove->run(); !done)
+            return done;
+        remove->reset();
+        removeFile->bindInt64(1, row);
+        while (removeFile->step() == HXSQLiteStatement::Row)
+            m_bodyFilesDropped.append(bodiesDirectory() + u'/' + removeFile->text(0));
+        removeFile->reset();
+    }
+    return {};
+}
+
+HXResult<QList<qint64>> HXResponseManager::_rowsBeyondLimit(HXSQLiteDatabase &database)
+{
+    const qint64 keep = std::max<qint64>(
+        0, HXUserDefaults::standardUserDefaults().integerForKey(QStringLiteral("HXUserDefaultMaxResponsesInCache")));
+    auto select =
+        database.prepare(QStringLiteral("SELECT id FROM HXResponse ORDER BY date DESC, id DESC LIMIT -1 OFFSET ?"));
+    if (!select)
+        return select.error();
+    select->bindInt64(1, keep);
+    QList<qint64> rows;
+    HXSQLiteStatement::Step step;
+    while ((step = select->step()) == HXSQLiteStatement::Row)
+        rows.append(select->int64(0));
+    if (step == HXSQLiteStatement::Failed)
+        return select->lastError();
+    return rows;
+}
+
 HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database)
 {
     m_written.clear();
-    if (!m_deleted.isEmpty()) {
-        auto remove = database.prepare(QStringLiteral("DELETE FROM HXResponse WHERE id = ?"));
-        auto removeFile = database.prepare(QStringLiteral("DELETE FROM HXResponseBodyFile WHERE id = ? "
-                                                          "RETURNING fileName"));
-        if (!remove)
-            return remove.error();
-        if (!removeFile)
-            return removeFile.error();
-        for (qint64 row : std::as_const(m_deleted)) {
-            remove->bindInt64(1, row);
-            if (auto done = remove->run(); !done)
-                return done;
-            remove->reset();
-            removeFile->bindInt64(1, row);
-            while (removeFile->step() == HXSQLiteStatement::Row)
-                m_bodyFilesDropped.append(bodiesDirectory() + u'/' + removeFile->text(0));
-            removeFile->reset();
-        }
-    }
+    m_purged.clear();
+    if (auto removed = _deleteRows(database, QList<qint64>(m_deleted.cbegin(), m_deleted.cend())); !removed)
+        return removed;
     auto bindRow = [](HXSQLiteStatement &statement, const HXResponse &response) {
         statement.bindText(1, response.requestUUID().isNull() ? QStringLiteral("") : response.requestUUID());
         statement.bindInt64(2, response.date().isValid() ? response.date().toMSecsSinceEpoch() : 0);
@@ -303,6 +329,15 @@ HXResult<void> HXResponseManager::writePendingChanges(HXSQLiteDatabase &database
         }
         m_written.emplace_back(response, row);
     }
+    if (m_purgeRequested) {
+        // Inside the write's transaction, so the rows just inserted count.
+        HXResult<QList<qint64>> old = _rowsBeyondLimit(database);
+        if (!old)
+            return old.error();
+        if (auto removed = _deleteRows(database, *old); !removed)
+            return removed;
+        m_purged = *old;
+    }
     return {};
 }
 
@@ -325,8 +360,12 @@ void HXResponseManager::didWritePendingChanges(bool committed)
             if (response->hasPendingBodyLoader() && previousBody)
                 entry.saved.body = previousBody;
         }
+        for (qint64 row : std::as_const(m_purged))
+            m_registry.erase(row);
     }
     m_written.clear();
+    m_purged.clear();
+    m_purgeRequested = false;
     _pruneRegistry();
 }
 
@@ -463,29 +502,7 @@ qint64 HXResponseManager::countOfResponses()
 void HXResponseManager::purgeOldResponses()
 {
     HX_ASSERT_MAIN_THREAD();
-    HXSQLiteDatabase *database = this->database();
-    if (database == nullptr)
-        return;
-    const qint64 keep = std::max<qint64>(
-        0, HXUserDefaults::standardUserDefaults().integerForKey(QStringLiteral("HXUserDefaultMaxResponsesInCache")));
-    auto select =
-        database->prepare(QStringLiteral("SELECT id FROM HXResponse ORDER BY date DESC, id DESC LIMIT -1 OFFSET ?"));
-    if (!select) {
-        logFetchFailure(select.error());
-        return;
-    }
-    select->bindInt64(1, keep);
-    QList<qint64> old;
-    while (select->step() == HXSQLiteStatement::Row)
-        old.append(select->int64(0));
-    select = HXSQLiteStatement();
-    if (old.isEmpty())
-        return;
-    for (qint64 row : std::as_const(old)) {
-        m_registry.erase(row);
-        m_deleted.insert(row);
-    }
-    // Written at once, like every other deletion: only the old rows are
-    // pending here besides what the caller changed.
+    m_purgeRequested = true;
     saveUpdates();
+    m_purgeRequested = false;
 }

@@ -29,7 +29,7 @@ class HXResponse;
 // Recording a response as it arrives:
 //   auto response = HXResponseManager::sharedManager()->insertNewResponse();
 //   response->setRequestUUID(...); response->setHeadersData(...); ...
-//   (the body, when it is in) manager->saveUpdates(); manager->purgeOldResponses();
+//   (the body, when it is in) manager->purgeOldResponses();
 //   ... later: response->setBodyData(...); manager->saveUpdates();
 class HXResponseManager : public HXPersistentStoreManager, public HXResponseProvider
 {
@@ -75,8 +75,9 @@ public:
     // Saved responses of all requests.
     qint64 countOfResponses();
 
-    // Keeps the newest "HXUserDefaultMaxResponsesInCache" saved responses
-    // of all documents together and deletes every older one at once.
+    // Writes the pending changes and, in the same transaction, keeps the
+    // newest "HXUserDefaultMaxResponsesInCache" responses of all documents
+    // together (the ones just written included), deleting every older one.
     void purgeOldResponses();
 
 protected:
@@ -116,11 +117,19 @@ private:
     // Keeps a large body as a file and records it for row `row`; a small
     // one stays for the row itself (false).
     HXResult<bool> _writeBodyFile(HXResponse &response, HXSQLiteDatabase &database, qint64 row);
+    // Deletes the rows and their body-file records; the files go once the
+    // transaction committed.
+    HXResult<void> _deleteRows(HXSQLiteDatabase &database, const QList<qint64> &rows);
+    // The rows beyond the newest "HXUserDefaultMaxResponsesInCache".
+    HXResult<QList<qint64>> _rowsBeyondLimit(HXSQLiteDatabase &database);
     void _pruneRegistry();
 
     std::map<qint64, Entry> m_registry;
     std::vector<std::shared_ptr<HXResponse>> m_inserted;
     QSet<qint64> m_deleted;
+    // Set by purgeOldResponses() for the next write; the rows it deleted.
+    bool m_purgeRequested = false;
+    QList<qint64> m_purged;
     // Filled while writing, applied once the transaction committed.
     std::vector<std::pair<std::shared_ptr<HXResponse>, qint64>> m_written;
     // Body files made by this write (removed if it does not commit) and

@@ -8,24 +8,63 @@
 
 #include <utility>
 
+HXSQLiteStatementCache::~HXSQLiteStatementCache()
+{
+    for (const auto &[sql, statement] : m_statements)
+        sqlite3_finalize(statement);
+}
+
+sqlite3_stmt *HXSQLiteStatementCache::take(const std::string &sql)
+{
+    const auto found = m_statements.find(sql);
+    if (found == m_statements.end())
+        return nullptr;
+    sqlite3_stmt *statement = found->second;
+    m_statements.erase(found);
+    return statement;
+}
+
+void HXSQLiteStatementCache::give(sqlite3_stmt *statement)
+{
+    // Rewound so that it holds no read lock while it waits here.
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+    const char *sql = sqlite3_sql(statement);
+    if (sql == nullptr || m_statements.size() >= capacity) {
+        sqlite3_finalize(statement);
+        return;
+    }
+    m_statements.emplace(sql, statement);
+}
+
 HXSQLiteStatement::~HXSQLiteStatement()
 {
-    if (m_statement != nullptr)
+    release();
+}
+
+void HXSQLiteStatement::release()
+{
+    if (m_statement == nullptr)
+        return;
+    if (const std::shared_ptr<HXSQLiteStatementCache> cache = m_cache.lock())
+        cache->give(m_statement);
+    else
         sqlite3_finalize(m_statement);
+    m_statement = nullptr;
 }
 
 HXSQLiteStatement::HXSQLiteStatement(HXSQLiteStatement &&other) noexcept
     : m_statement(std::exchange(other.m_statement, nullptr)), m_database(other.m_database),
-      m_bindError(std::move(other.m_bindError))
+      m_cache(std::move(other.m_cache)), m_bindError(std::move(other.m_bindError))
 {}
 
 HXSQLiteStatement &HXSQLiteStatement::operator=(HXSQLiteStatement &&other) noexcept
 {
     if (this != &other) {
-        if (m_statement != nullptr)
-            sqlite3_finalize(m_statement);
+        release();
         m_statement = std::exchange(other.m_statement, nullptr);
         m_database = other.m_database;
+        m_cache = std::move(other.m_cache);
         m_bindError = std::move(other.m_bindError);
     }
     return *this;
@@ -215,7 +254,10 @@ HXResult<std::unique_ptr<HXSQLiteDatabase>> HXSQLiteDatabase::open(const QString
 
 HXSQLiteDatabase::~HXSQLiteDatabase()
 {
-    // Statements are owned by their callers and finalised before this.
+    // The kept statements are finalised here; a statement a caller still
+    // holds is finalised when it is destroyed, and SQLite closes the file
+    // then.
+    m_cache.reset();
     sqlite3_close_v2(m_database);
 }
 
@@ -238,14 +280,17 @@ HXResult<void> HXSQLiteDatabase::execute(const QString &sql)
 
 HXResult<HXSQLiteStatement> HXSQLiteDatabase::prepare(const QString &sql)
 {
-    const QByteArray utf8 = sql.toUtf8();
-    sqlite3_stmt *statement = nullptr;
-    const int result = sqlite3_prepare_v2(m_database, utf8.constData(), int(utf8.size()), &statement, nullptr);
+    const std::string utf8 = sql.toStdString();
+    sqlite3_stmt *statement = m_cache->take(utf8);
+    if (statement != nullptr)
+        return HXSQLiteStatement(statement, m_database, m_cache);
+    const int result =
+        sqlite3_prepare_v3(m_database, utf8.c_str(), int(utf8.size()), SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
     if (result != SQLITE_OK) {
         sqlite3_finalize(statement);
         return errorWithCode(result);
     }
-    return HXSQLiteStatement(statement, m_database);
+    return HXSQLiteStatement(statement, m_database, m_cache);
 }
 
 HXResult<QVariant> HXSQLiteDatabase::scalar(const QString &sql)

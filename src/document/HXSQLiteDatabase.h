@@ -8,12 +8,37 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <unordered_map>
 
 struct sqlite3;
 struct sqlite3_stmt;
 
+// Prepared statements that a database keeps for reuse, keyed by their SQL,
+// so that a statement run for every response is compiled once. Statements
+// come back here when their HXSQLiteStatement is destroyed; the ones still
+// here are finalised with the cache.
+class HXSQLiteStatementCache
+{
+public:
+    HXSQLiteStatementCache() = default;
+    ~HXSQLiteStatementCache();
+    HXSQLiteStatementCache(const HXSQLiteStatementCache &) = delete;
+    HXSQLiteStatementCache &operator=(const HXSQLiteStatementCache &) = delete;
+
+    // A kept statement for `sql`, reset and unbound, or null.
+    sqlite3_stmt *take(const std::string &sql);
+    // Keeps `statement` for its SQL, or finalises it when the cache is full.
+    void give(sqlite3_stmt *statement);
+
+private:
+    static constexpr size_t capacity = 32;
+    std::unordered_multimap<std::string, sqlite3_stmt *> m_statements;
+};
+
 // A prepared statement of an HXSQLiteDatabase. Values are bound by 1-based
-// index; step() runs it one row at a time. Finalised when destroyed.
+// index; step() runs it one row at a time. When destroyed it goes back to
+// its database's cache, or is finalised when the database is gone.
 class HXSQLiteStatement
 {
 public:
@@ -53,10 +78,14 @@ public:
 
 private:
     friend class HXSQLiteDatabase;
-    HXSQLiteStatement(sqlite3_stmt *statement, sqlite3 *database) : m_statement(statement), m_database(database) {}
+    HXSQLiteStatement(sqlite3_stmt *statement, sqlite3 *database, std::weak_ptr<HXSQLiteStatementCache> cache)
+        : m_statement(statement), m_database(database), m_cache(std::move(cache))
+    {}
+    void release();
 
     sqlite3_stmt *m_statement = nullptr;
     sqlite3 *m_database = nullptr;
+    std::weak_ptr<HXSQLiteStatementCache> m_cache;
     // A value that could not be bound (such as a blob over SQLite's length
     // limit, which would otherwise be stored as NULL); run() reports it.
     std::optional<HXError> m_bindError;
@@ -82,6 +111,8 @@ public:
 
     // Runs one or more statements without results.
     HXResult<void> execute(const QString &sql);
+    // A statement for `sql`: a kept one when this SQL ran before, else a
+    // newly compiled one.
     HXResult<HXSQLiteStatement> prepare(const QString &sql);
     // The first column of the first row of a query, or an invalid QVariant.
     HXResult<QVariant> scalar(const QString &sql);
@@ -106,9 +137,12 @@ public:
     static QStringList databaseFiles(const QString &path);
 
 private:
-    explicit HXSQLiteDatabase(sqlite3 *database, QString path) : m_database(database), m_path(std::move(path)) {}
+    explicit HXSQLiteDatabase(sqlite3 *database, QString path)
+        : m_database(database), m_path(std::move(path)), m_cache(std::make_shared<HXSQLiteStatementCache>())
+    {}
     HXError errorWithCode(int code) const;
 
     sqlite3 *m_database = nullptr;
     QString m_path;
+    std::shared_ptr<HXSQLiteStatementCache> m_cache;
 };

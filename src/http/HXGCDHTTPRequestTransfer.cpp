@@ -8,6 +8,7 @@
 #include <QSslSocket>
 
 #include <atomic>
+#include <utility>
 
 namespace {
 
@@ -23,13 +24,26 @@ enum WriteTag : long {
 
 } // namespace
 
-void HXGCDHTTPRequestTransfer::postToFront(std::function<void(HXGCDHTTPRequest &)> work)
+void HXGCDHTTPRequestTransfer::postToFront(std::function<void(HXGCDHTTPRequest &)> work, bool urgent)
 {
+    m_postsToFront.push_back(std::move(work));
+    if (urgent && !m_postsToFrontScheduled) {
+        m_postsToFrontScheduled = true;
+        HXHTTPEngineThread::post([self = shared_from_this()] { self->sendPostsToFront(); });
+    }
+}
+
+void HXGCDHTTPRequestTransfer::sendPostsToFront()
+{
+    m_postsToFrontScheduled = false;
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
-        [link = link, work = std::move(work)] {
-            if (link->front != nullptr)
-                work(*link->front);
+        [link = link, works = std::exchange(m_postsToFront, {})] {
+            // Each piece may end the request, so the front is looked up
+            // before every one, as if they had been posted one by one.
+            for (const auto &work : works)
+                if (link->front != nullptr)
+                    work(*link->front);
         },
         Qt::QueuedConnection);
 }
@@ -110,7 +124,8 @@ void HXGCDHTTPRequestTransfer::writeHTTPRequestAndReadResponseHeaders()
     const int messageMode = proxyMode == HXGCDHTTPRequest::ProxyModeHTTP ? proxyMode : 0;
     const QByteArray message = HXGCDHTTPRequest::HTTPMessageWith(url, method, requestHeaders, requestBody, messageMode,
                                                                  settings.alwaysSendRequestBody, urlText);
-    postToFront([headers = requestHeaders](HXGCDHTTPRequest &front) { front.setRequestHeaders(headers); });
+    // The headers as sent, defaults included, go with the head.
+    postToFront([headers = requestHeaders](HXGCDHTTPRequest &front) { front.setRequestHeaders(headers); }, false);
     socketMiddleware->writeData(message, TagRequest);
 }
 

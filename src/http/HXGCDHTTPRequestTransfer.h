@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 class HXGCDHTTPRequest;
 
@@ -78,13 +79,21 @@ public:
         QElapsedTimer lastPost;
     };
     std::shared_ptr<Progress> progress = std::make_shared<Progress>();
+    std::vector<std::function<void(HXGCDHTTPRequest &)>> m_postsToFront;
+    bool m_postsToFrontScheduled = false;
 
     ~HXGCDHTTPRequestTransfer() override { cleanup(); }
 
     bool isFinal() const { return status == StatusFinished || status == StatusCancelled || status == StatusFailed; }
 
     // Runs `work` on the main thread with the request, if it still exists.
-    void postToFront(std::function<void(HXGCDHTTPRequest &)> work);
+    // The work waits until the engine thread is back in its event loop and
+    // goes with everything else posted until then, so that a head, its
+    // progress and the end that arrive in one read wake the main thread once.
+    // Work that is not urgent waits for the next urgent work; every transfer
+    // ends with some (its end or its failure).
+    void postToFront(std::function<void(HXGCDHTTPRequest &)> work, bool urgent = true);
+    void sendPostsToFront();
 
     void getProxySettingsAndStart();
 
