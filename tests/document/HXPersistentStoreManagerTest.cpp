@@ -143,4 +143,33 @@ TEST(HXSQLiteDatabase, KeepsBytesTextAndNullApart)
     EXPECT_FALSE(HXSQLiteDatabase::open(folder.filePath(u"missing/folder/x.sqlite"_s)));
 }
 
+TEST(HXSQLiteDatabase, KeptStatementsComeBackRewoundAndUnbound)
+{
+    QTemporaryDir folder;
+    auto opened = HXSQLiteDatabase::open(folder.filePath(u"kept.sqlite"_s));
+    ASSERT_TRUE(opened);
+    std::unique_ptr<HXSQLiteDatabase> database = std::move(opened).value();
+    ASSERT_TRUE(database->execute(u"CREATE TABLE t (a); INSERT INTO t VALUES (1), (2)"_s));
+    const QString count = u"SELECT count(*) FROM t WHERE a >= ?"_s;
+    {
+        // Left mid-way with a value bound: the next user must not see either.
+        auto first = database->prepare(count);
+        first->bindInt64(1, 2);
+        ASSERT_EQ(first->step(), HXSQLiteStatement::Row);
+        // The same SQL while the first is out is a statement of its own.
+        auto second = database->prepare(count);
+        second->bindInt64(1, 0);
+        ASSERT_EQ(second->step(), HXSQLiteStatement::Row);
+        EXPECT_EQ(second->int64(0), 2);
+        EXPECT_EQ(first->int64(0), 1);
+    }
+    auto again = database->prepare(count);
+    ASSERT_EQ(again->step(), HXSQLiteStatement::Row);
+    EXPECT_EQ(again->int64(0), 0); // NULL bound: nothing is >= NULL
+    // A statement that outlives its database is still finalised safely.
+    auto late = database->prepare(count);
+    database.reset();
+    late = HXSQLiteStatement();
+}
+
 } // namespace
