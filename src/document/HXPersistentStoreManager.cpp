@@ -72,9 +72,14 @@ HXPersistentStoreManager::~HXPersistentStoreManager() = default;
 
 QString HXPersistentStoreManager::applicationSupportDirectory()
 {
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    const QString folder = applicationSupportPath();
     QDir().mkpath(folder);
     return folder;
+}
+
+QString HXPersistentStoreManager::applicationSupportPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
 }
 
 QString HXPersistentStoreManager::databasePath() const

@@ -27,6 +27,8 @@ public:
 
     // The folder of the side stores (created when missing).
     static QString applicationSupportDirectory();
+    // The same folder's path, without making it.
+    static QString applicationSupportPath();
     // That folder and databaseName().
     QString databasePath() const;
 

@@ -12,7 +12,8 @@
 
 QString HXResponseManager::bodiesDirectory()
 {
-    return QDir(applicationSupportDirectory()).absoluteFilePath(QStringLiteral("Response Bodies"));
+    // Made by whoever first writes a body file into it.
+    return QDir(applicationSupportPath()).absoluteFilePath(QStringLiteral("Response Bodies"));
 }
 
 bool HXResponseManager::_isBodyChanged(const HXResponse &response, const Snapshot &saved)
