@@ -96,6 +96,7 @@ HXCurlTransferSettings HXASIHTTPRequest::transferSettings() const
         settings.headers.append({it.key(), it.value()});
     settings.body = requestBodyData();
     settings.bodyStorage = responseBodyStorage();
+    settings.maximumBodyLength = maximumResponseLength();
     settings.userAgent = defaultUserAgent().toUtf8();
     settings.inactivityTimeout = timeoutInterval();
     settings.handleCookies = shouldHandleCookies();

@@ -1,6 +1,7 @@
 #include "HXCurlMultiWorker.h"
 
 #include "HXCurlLibrary.h"
+#include "HXHTTPRequestError.h"
 
 #include <QCoreApplication>
 
@@ -101,6 +102,12 @@ size_t writeCallback(char *data, size_t size, size_t count, void *context)
         transfer->reportHead();
     if (!transfer->response.storageError.isNull())
         return 0;
+    // libcurl hands over inflated bytes, so this bounds a gzip bomb too.
+    const qint64 maximum = transfer->settings.maximumBodyLength;
+    if (maximum > 0 && transfer->response.body.size() + qint64(length) > maximum) {
+        transfer->response.storageError = HXHTTPRequestResponseTooLargeError(maximum);
+        return 0;
+    }
     HXResult<void> appended = transfer->response.body.append(QByteArrayView(data, qsizetype(length)));
     if (!appended.ok()) {
         transfer->response.storageError = appended.error();

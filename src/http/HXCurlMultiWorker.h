@@ -31,8 +31,10 @@ struct HXCurlTransferSettings
     Proxy proxy = Proxy::LibraryDefault;
     QByteArray proxyHost;
     int proxyPort = 0;
-    // Where the body goes as it arrives.
+    // Where the body goes as it arrives, and the most of it (after gzip is
+    // inflated) that is taken before the transfer fails.
     HXHTTPResponseBodyStorage bodyStorage;
+    qint64 maximumBodyLength = 0; // 0 or less: no limit
 };
 
 // What came back: the head of the final response and, at the end, the body

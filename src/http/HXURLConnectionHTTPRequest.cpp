@@ -166,6 +166,9 @@ void HXURLConnectionHTTPRequest::sendRequest()
     else
         reply = manager->sendCustomRequest(request, verb, body);
     m_reply = reply;
+    // Qt keeps what the main thread has not read yet; a bound keeps a fast
+    // server from filling memory while the body goes to its file.
+    reply->setReadBufferSize(qint64(4) * 1024 * 1024);
     connect(reply, &QNetworkReply::metaDataChanged, this, &HXURLConnectionHTTPRequest::replyDidReceiveResponse);
     connect(reply, &QNetworkReply::readyRead, this, &HXURLConnectionHTTPRequest::replyDidReceiveData);
     connect(reply, &QNetworkReply::finished, this, &HXURLConnectionHTTPRequest::replyDidFinish);
@@ -217,15 +220,26 @@ void HXURLConnectionHTTPRequest::replyDidReceiveData()
     const QByteArray piece = m_reply->readAll();
     if (piece.isEmpty())
         return;
-    if (HXResult<void> appended = m_responseBody.append(piece); !appended.ok()) {
-        m_timeoutTimer.stop();
-        releaseReply();
-        notifyFailure(appended.error());
+    if (!appendToBody(piece))
         return;
-    }
     const QVariant declared = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (declared.isValid() && declared.toLongLong() >= 0)
         notifyPartialBody(piece.size(), m_responseBody.size(), declared.toLongLong());
+}
+
+bool HXURLConnectionHTTPRequest::appendToBody(const QByteArray &piece)
+{
+    // Qt hands over inflated bytes, so this bounds a gzip bomb too.
+    const qint64 maximum = maximumResponseLength();
+    HXResult<void> appended = maximum > 0 && m_responseBody.size() + piece.size() > maximum
+                                  ? HXResult<void>(HXHTTPRequestResponseTooLargeError(maximum))
+                                  : m_responseBody.append(piece);
+    if (appended.ok())
+        return true;
+    m_timeoutTimer.stop();
+    releaseReply();
+    notifyFailure(appended.error());
+    return false;
 }
 
 void HXURLConnectionHTTPRequest::replyDidFinish()
@@ -239,11 +253,8 @@ void HXURLConnectionHTTPRequest::replyDidFinish()
     const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     if (answered && !m_timedOut && !m_trustRefused) {
         replyDidReceiveResponse();
-        if (HXResult<void> appended = m_responseBody.append(reply->readAll()); !appended.ok()) {
-            releaseReply();
-            notifyFailure(appended.error());
+        if (!appendToBody(reply->readAll()))
             return;
-        }
     }
     releaseReply();
     if (m_trustRefused)

@@ -56,6 +56,9 @@ private:
     void releaseReply();
     void replyDidReceiveResponse();
     void replyDidReceiveData();
+    // Adds a piece of the body, within the maximum response length; on
+    // failure the request has failed.
+    bool appendToBody(const QByteArray &piece);
     void replyDidFinish();
     void replyDidReceiveSSLErrors(const QList<QSslError> &errors);
     void trustAnswered(bool accepted, const QList<QSslCertificate> &chain);

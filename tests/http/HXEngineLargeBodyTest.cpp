@@ -66,10 +66,8 @@ TEST_P(HXEngineLargeBodyTest, BodiesPastTheMemoryLimitGoToAFileAndReadBackExactl
     }
 }
 
-TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndHandsOverDamagedBodiesAsReceived)
+TEST_P(HXEngineLargeBodyTest, InflatingStopsAtTheMaximumAndTheOwnEngineHandsOverDamagedBodiesAsReceived)
 {
-    if (engine() != EngineOwn)
-        GTEST_SKIP() << "the other engines' libraries inflate without a limit";
     const QByteArray plain(3 * 1024 * 1024, 'z');
     const QByteArray compressed = HXGzipEncoder::compress(plain, 9);
     QByteArray damaged = HXGzipEncoder::compress(patterned(3 * 1024 * 1024), 1);
@@ -81,14 +79,18 @@ TEST_P(HXEngineLargeBodyTest, TheOwnEngineReportsTheGzipLimitAndHandsOverDamaged
         qint64 maximum;
         std::string outcome;
         QByteArray body;
+        bool ownEngineOnly;
     } cases[] = {
-        {"inflates past the maximum", compressed, plain.size() - 1, "failed kea:5", {}},
-        {"inflates to the maximum", compressed, plain.size(), "200 ", plain},
+        {"inflates past the maximum", compressed, plain.size() - 1, "failed kea:5", {}, false},
+        {"inflates to the maximum", compressed, plain.size(), "200 ", plain, false},
         // Kept beside in a file of its own, as the body itself went to one.
-        {"damaged past the memory limit", damaged, qint64(1) << 32, "200 ", damaged},
+        // The libraries of the other engines refuse a damaged body.
+        {"damaged past the memory limit", damaged, qint64(1) << 32, "200 ", damaged, true},
     };
     for (const auto &testCase : cases) {
         SCOPED_TRACE(testCase.name);
+        if (testCase.ownEngineOnly && engine() != EngineOwn)
+            continue;
         server.addScript(HXTestHTTPScript()
                              .readRequest()
                              .write("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + testCase.compressed)
