@@ -91,8 +91,11 @@ void HXResponseManager::resetMoveToTrash(bool moveToTrash)
         _moveStoreToTrash(path, trashNameForDate(QDateTime::currentDateTime()));
     else
         _deleteStoreFiles(path);
-    // Large bodies go with the history they belonged to.
-    QDir(bodiesDirectory()).removeRecursively();
+    // Large bodies go with the history they belonged to: to the trash with
+    // it, or away.
+    const QString bodies = bodiesDirectory();
+    if (QFileInfo::exists(bodies) && !(moveToTrash && QFile::moveToTrash(bodies)))
+        QDir(bodies).removeRecursively();
     Q_EMIT notifier->responsesManagedObjectContextDidChange();
     Q_EMIT notifier->responseManagerDidResetAllResponses();
 }

@@ -264,14 +264,18 @@ TEST_F(ResponseManagerTest, ResetMovesTheStoreToTheTrashUnderADatedNameAndStarts
 
     EXPECT_EQ(HXResponseManager::sharedManager()->countOfResponses(), 0);
     EXPECT_TRUE(QFileInfo::exists(storePath(QStringLiteral("Responses.sqlite"))));
-    // A second reset in the same second does not overwrite the first.
-    addResponse(u"A"_s, 2, "second");
+    // A second reset in the same second does not overwrite the first, and
+    // a body kept as a file goes to the trash with its store.
+    HXResponseManager::sharedManager()->setLargestBodyInRow(4);
+    addResponse(u"A"_s, 2, "second, kept as a file");
     HXResponseManager::sharedManager()->saveUpdates();
     HXResponseManager::resetMoveToTrash(true);
     int mainFiles = 0;
     for (const QString &name : trashedFiles())
         mainFiles += name.endsWith(u".sqlite") ? 1 : 0;
     EXPECT_EQ(mainFiles, 2);
+    EXPECT_TRUE(QFileInfo(QDir(trashFolder()).absoluteFilePath(u"files/Response Bodies"_s)).isDir());
+    EXPECT_FALSE(QFileInfo::exists(HXResponseManager::bodiesDirectory()));
 }
 
 TEST_F(ResponseManagerTest, RequestsFindTheirLastResponseThroughTheStore)
