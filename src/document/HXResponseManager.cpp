@@ -71,6 +71,7 @@ HXResponseManager *HXResponseManager::sharedManager()
     if (!g_sharedManager) {
         g_sharedManager.reset(new HXResponseManager);
         g_sharedManager->openStore();
+        g_sharedManager->_removeOrphanBodyFiles();
         HXResponseProvider::setSharedProvider(g_sharedManager.get());
     }
     return g_sharedManager.get();

@@ -123,6 +123,10 @@ private:
     // The rows beyond the newest "HXUserDefaultMaxResponsesInCache".
     HXResult<QList<qint64>> _rowsBeyondLimit(HXSQLiteDatabase &database);
     void _pruneRegistry();
+    // Deletes body files that no row names and that are older than any
+    // save still under way in another process could be: left by a process
+    // killed between keeping a file and committing its row.
+    void _removeOrphanBodyFiles();
 
     std::map<qint64, Entry> m_registry;
     std::vector<std::shared_ptr<HXResponse>> m_inserted;

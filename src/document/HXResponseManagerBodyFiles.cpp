@@ -3,8 +3,11 @@
 #include "HXResponse.h"
 #include "HXSQLiteDatabase.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QUuid>
 
 // Bodies too large for a row of the store live in files beside it, one per
@@ -56,4 +59,28 @@ HXResult<bool> HXResponseManager::_writeBodyFile(HXResponse &response, HXSQLiteD
     if (HXResult<void> done = record->run(); !done)
         return done.error();
     return true;
+}
+
+void HXResponseManager::_removeOrphanBodyFiles()
+{
+    const QDir directory(bodiesDirectory());
+    const QFileInfoList files = directory.entryInfoList(QDir::Files | QDir::Hidden);
+    HXSQLiteDatabase *database = this->database();
+    if (files.isEmpty() || database == nullptr)
+        return;
+    auto select = database->prepare(QStringLiteral("SELECT fileName FROM HXResponseBodyFile"));
+    if (!select)
+        return;
+    QSet<QString> named;
+    HXSQLiteStatement::Step step;
+    while ((step = select->step()) == HXSQLiteStatement::Row)
+        named.insert(select->text(0));
+    if (step == HXSQLiteStatement::Failed)
+        return; // unsure what is named: keep everything
+    // A save names its file and commits within moments; an hour leaves any
+    // other process's save in progress alone.
+    const QDateTime settled = QDateTime::currentDateTimeUtc().addSecs(-3600);
+    for (const QFileInfo &file : files)
+        if (!named.contains(file.fileName()) && file.lastModified().toUTC() < settled)
+            QFile::remove(file.absoluteFilePath());
 }
