@@ -5,20 +5,14 @@
 #include "HXManagedObjectContext.h"
 #include "HXTestSupport.h"
 
-#include <QProcess>
+#include "HXCLITestRunner.h"
+
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 namespace {
-
-struct CLIRun
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
 
 class CLIAddShowEnvTest : public ::testing::Test
 {
@@ -29,24 +23,20 @@ protected:
         ASSERT_EQ(run({QStringLiteral("new"), file}).status, 0);
     }
     // Runs kea-cli with its own settings file, so choices stay in the test.
-    CLIRun run(const QStringList &arguments)
+    HXCLIRun run(const QStringList &arguments)
     {
-        QProcess process;
-        process.start(QStringLiteral(KEA_CLI_PATH),
-                      QStringList{QStringLiteral("--settings"), folder.filePath(QStringLiteral("settings.ini"))} +
-                          arguments);
-        EXPECT_TRUE(process.waitForFinished(20000));
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        return HXRunCLI(QStringList{QStringLiteral("--settings"), folder.filePath(QStringLiteral("settings.ini"))} +
+                        arguments);
     }
     QString add(const QStringList &arguments)
     {
-        const CLIRun added = run(QStringList{QStringLiteral("add"), file} + arguments);
+        const HXCLIRun added = run(QStringList{QStringLiteral("add"), file} + arguments);
         EXPECT_EQ(added.status, 0) << added.err.constData();
         return QString::fromUtf8(added.out).trimmed();
     }
     QByteArray show(const QStringList &arguments)
     {
-        const CLIRun shown = run(QStringList{QStringLiteral("show"), file} + arguments);
+        const HXCLIRun shown = run(QStringList{QStringLiteral("show"), file} + arguments);
         EXPECT_EQ(shown.status, 0) << shown.err.constData();
         return shown.out;
     }
@@ -81,7 +71,7 @@ TEST_F(CLIAddShowEnvTest, AddedRequestsShowWhatWouldBeSent)
     EXPECT_EQ(show({uuid.toLower()}), expected);
 
     add({QStringLiteral("--name"), QStringLiteral("Top")});
-    const CLIRun listed = run({QStringLiteral("list"), QStringLiteral("--long"), file});
+    const HXCLIRun listed = run({QStringLiteral("list"), QStringLiteral("--long"), file});
     EXPECT_EQ(listed.status, 0);
     const QByteArray expectedTree =
         QByteArray("API/\n  v1/\n    Sign up  POST http://h.test/users?x=1  ") + uuid.toLatin1() + "\nTop  GET   ";
@@ -93,8 +83,9 @@ TEST_F(CLIAddShowEnvTest, BodiesAsTextHexAndInTheirCharset)
     add({QStringLiteral("--name"), QStringLiteral("Latin"), QStringLiteral("--method"), QStringLiteral("PUT"),
          QStringLiteral("--header"), QStringLiteral("Content-Type: text/plain; charset=iso-8859-1"),
          QStringLiteral("--body"), QStringLiteral("caf\u00e9 {\"a\": 1}")});
-    EXPECT_TRUE(show({QStringLiteral("Latin")}).contains("encoding: ISO-8859-1\n"));
-    EXPECT_TRUE(show({QStringLiteral("Latin")}).contains("body: 13 bytes\ncaf\xc3\xa9 {\"a\": 1}\n"));
+    const QByteArray latin = show({QStringLiteral("Latin")});
+    EXPECT_TRUE(latin.contains("encoding: ISO-8859-1\n"));
+    EXPECT_TRUE(latin.contains("body: 13 bytes\ncaf\xc3\xa9 {\"a\": 1}\n"));
 
     const QString binary = folder.filePath(QStringLiteral("binary"));
     ASSERT_TRUE(HXTest::writeFile(binary, QByteArray("\x01\x02"
@@ -102,13 +93,13 @@ TEST_F(CLIAddShowEnvTest, BodiesAsTextHexAndInTheirCharset)
                                                      19)));
     add({QStringLiteral("--name"), QStringLiteral("Binary"), QStringLiteral("--method"), QStringLiteral("DELETE"),
          QStringLiteral("--body"), QLatin1Char('@') + binary});
-    EXPECT_TRUE(show({QStringLiteral("Binary")})
-                    .endsWith("body: 19 bytes, hex\n"
-                              "00000000  01 02 61 62 63 64 65 66  67 68 69 6a 6b 6c 6d 6e  |..abcdefghijklmn|\n"
-                              "00000010  6f 70 71                                          |opq|\n"
-                              "warnings: 1\n"
-                              "  DELETE requests shouldn't have a body [Remove Body] [Change to POST]\n"))
-        << show({QStringLiteral("Binary")}).constData();
+    const QByteArray binaryShown = show({QStringLiteral("Binary")});
+    EXPECT_TRUE(binaryShown.endsWith("body: 19 bytes, hex\n"
+                                     "00000000  01 02 61 62 63 64 65 66  67 68 69 6a 6b 6c 6d 6e  |..abcdefghijklmn|\n"
+                                     "00000010  6f 70 71                                          |opq|\n"
+                                     "warnings: 1\n"
+                                     "  DELETE requests shouldn't have a body [Remove Body] [Change to POST]\n"))
+        << binaryShown.constData();
 
     add({QStringLiteral("--name"), QStringLiteral("Parts"), QStringLiteral("--method"), QStringLiteral("POST"),
          QStringLiteral("--body"), QStringLiteral("f=1"), QStringLiteral("--body-type"), QStringLiteral("multipart")});
@@ -125,7 +116,7 @@ TEST_F(CLIAddShowEnvTest, FindingRequestsAndFailuresLeaveTheFileAlone)
     add({QStringLiteral("--folder"), QStringLiteral("B"), QStringLiteral("--name"), QStringLiteral("Same")});
     const QByteArray before = HXTest::readFile(file);
 
-    CLIRun ambiguous = run({QStringLiteral("show"), file, QStringLiteral("Same")});
+    HXCLIRun ambiguous = run({QStringLiteral("show"), file, QStringLiteral("Same")});
     EXPECT_EQ(ambiguous.status, 2);
     EXPECT_TRUE(ambiguous.err.contains("2 requests are named 'Same'"));
     EXPECT_EQ(run({QStringLiteral("show"), file, QStringLiteral("B/Same")}).status, 0);
@@ -149,7 +140,7 @@ TEST_F(CLIAddShowEnvTest, FindingRequestsAndFailuresLeaveTheFileAlone)
         {QStringLiteral("env"), file, QStringLiteral("frobnicate")},
     };
     for (const QStringList &arguments : failing) {
-        const CLIRun failed = run(arguments);
+        const HXCLIRun failed = run(arguments);
         EXPECT_EQ(failed.status, 2) << arguments.join(u' ').toStdString();
         EXPECT_FALSE(failed.err.isEmpty());
     }
@@ -189,7 +180,7 @@ TEST_F(CLIAddShowEnvTest, EnvironmentsAndVariables)
     }
     add({QStringLiteral("--name"), QStringLiteral("Env"), QStringLiteral("--url"), stored});
 
-    const CLIRun listed = run({QStringLiteral("env"), file});
+    const HXCLIRun listed = run({QStringLiteral("env"), file});
     EXPECT_EQ(listed.status, 0);
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^environments:\n\\* Default\n  Production\nvariables:\n"
                                                   "  host  [0-9A-F-]{36}\n    Default: dev.test\n"

@@ -170,10 +170,7 @@ TEST_F(CLICodeEquivalenceTest, GeneratedProgramsSendWhatKeaSends)
             const HXCLIRun code = HXRunCLI({u"code"_s, file, test.name, u"--lang"_s, tool.language});
             ASSERT_EQ(code.status, 0) << code.err.constData();
             const QString program = folder.filePath(tool.language + ".txt"_L1);
-            QFile out(program);
-            ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-            out.write(code.out);
-            out.close();
+            ASSERT_TRUE(HXTest::writeFile(program, code.out));
             QProcess run;
             run.start(tool.program, {program});
             ASSERT_TRUE(run.waitForFinished(30000));

@@ -10,11 +10,6 @@
 
 namespace {
 
-HXCLIRun runCLI(const QStringList &arguments)
-{
-    return HXRunCLI(arguments);
-}
-
 class CLIDocumentCommandsTest : public ::testing::Test
 {
 protected:
@@ -25,14 +20,14 @@ protected:
 TEST_F(CLIDocumentCommandsTest, NewCreatesAnEmptyDocumentAndNeverOverwrites)
 {
     const QString file = path(QStringLiteral("empty.kea"));
-    HXCLIRun created = runCLI({QStringLiteral("new"), file});
+    HXCLIRun created = HXRunCLI({QStringLiteral("new"), file});
     EXPECT_EQ(created.status, 0) << created.err.constData();
-    HXCLIRun listed = runCLI({QStringLiteral("list"), file});
+    HXCLIRun listed = HXRunCLI({QStringLiteral("list"), file});
     EXPECT_EQ(listed.status, 0);
     EXPECT_EQ(listed.out, QByteArray());
 
     const QByteArray before = HXTest::readFile(file);
-    HXCLIRun again = runCLI({QStringLiteral("new"), file});
+    HXCLIRun again = HXRunCLI({QStringLiteral("new"), file});
     EXPECT_EQ(again.status, 2);
     EXPECT_TRUE(again.err.contains("already exists"));
     EXPECT_EQ(HXTest::readFile(file), before);
@@ -41,8 +36,8 @@ TEST_F(CLIDocumentCommandsTest, NewCreatesAnEmptyDocumentAndNeverOverwrites)
 TEST_F(CLIDocumentCommandsTest, ListPrintsTheTreeInOrder)
 {
     const QString file = path(QStringLiteral("demo.kea"));
-    ASSERT_EQ(runCLI({QStringLiteral("demo"), file}).status, 0);
-    HXCLIRun listed = runCLI({QStringLiteral("list"), file});
+    ASSERT_EQ(HXRunCLI({QStringLiteral("demo"), file}).status, 0);
+    HXCLIRun listed = HXRunCLI({QStringLiteral("list"), file});
     EXPECT_EQ(listed.status, 0);
     EXPECT_EQ(listed.out, QByteArray("Accounts/\n"
                                      "  Log in\n"
@@ -57,7 +52,7 @@ TEST_F(CLIDocumentCommandsTest, ListPrintsTheTreeInOrder)
 TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)
 {
     const QString demo = path(QStringLiteral("demo.kea"));
-    ASSERT_EQ(runCLI({QStringLiteral("demo"), demo}).status, 0);
+    ASSERT_EQ(HXRunCLI({QStringLiteral("demo"), demo}).status, 0);
     const QByteArray good = HXTest::readFile(demo);
 
     const QString truncated = path(QStringLiteral("truncated.kea"));
@@ -69,7 +64,7 @@ TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)
     for (const QString &file : {truncated, foreign, missing}) {
         const QByteArray before = HXTest::readFile(file);
         const QDateTime modified = QFileInfo(file).lastModified();
-        HXCLIRun run = runCLI({QStringLiteral("list"), file});
+        HXCLIRun run = HXRunCLI({QStringLiteral("list"), file});
         EXPECT_EQ(run.status, 2) << file.toStdString();
         EXPECT_TRUE(run.out.isEmpty());
         EXPECT_EQ(run.err.count('\n'), 1) << run.err.constData();
@@ -82,12 +77,12 @@ TEST_F(CLIDocumentCommandsTest, BadFilesGiveOneLineAndStatusTwoAndStayUntouched)
 
 TEST_F(CLIDocumentCommandsTest, UsageErrorsAndHelp)
 {
-    EXPECT_EQ(runCLI({QStringLiteral("list")}).status, 2);
-    EXPECT_EQ(runCLI({QStringLiteral("no-such-command")}).status, 2);
-    HXCLIRun help = runCLI({QStringLiteral("--help")});
+    EXPECT_EQ(HXRunCLI({QStringLiteral("list")}).status, 2);
+    EXPECT_EQ(HXRunCLI({QStringLiteral("no-such-command")}).status, 2);
+    HXCLIRun help = HXRunCLI({QStringLiteral("--help")});
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.contains("list FILE"));
-    HXCLIRun version = runCLI({QStringLiteral("--version")});
+    HXCLIRun version = HXRunCLI({QStringLiteral("--version")});
     EXPECT_TRUE(version.out.startsWith("kea-cli "));
 }
 

@@ -5,12 +5,10 @@
 
 #include "HXCLITestRunner.h"
 
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -58,7 +56,7 @@ TEST(HXCLIFetchCommandTest, WritesTheBodyToTheFileAsItArrives)
                          .readRequest()
                          .write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n")
                          .write(body.left(half))
-                         .delay(4000)
+                         .pause()
                          .write(body.mid(half))
                          .close());
     QTemporaryDir folder;
@@ -68,12 +66,10 @@ TEST(HXCLIFetchCommandTest, WritesTheBodyToTheFileAsItArrives)
                   {QStringLiteral("fetch"), server.url().toString(), QStringLiteral("--proxy-config"),
                    QStringLiteral("none"), QStringLiteral("-o"), output});
     ASSERT_TRUE(process.waitForStarted());
-    QElapsedTimer clock;
-    clock.start();
-    while (QFileInfo(output).size() < half && clock.elapsed() < 3500)
-        QThread::msleep(20);
+    HXTest::waitUntil([&] { return QFileInfo(output).size() >= half; }, 20000);
     EXPECT_EQ(QFileInfo(output).size(), half);
     EXPECT_EQ(process.state(), QProcess::Running);
+    server.resume();
     ASSERT_TRUE(process.waitForFinished(30000));
     EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
     EXPECT_TRUE(HXTest::readFile(output) == body);
@@ -93,19 +89,6 @@ TEST(HXCLIFetchCommandTest, WritesTheBodyToAFileAndGoesThroughAProxy)
     EXPECT_EQ(HXTest::readFile(output), QByteArray("body"));
     ASSERT_EQ(proxy.receivedRequests().size(), 1);
     EXPECT_TRUE(proxy.receivedRequests().first().startsWith("GET http://origin.test/file HTTP/1.1\r\n"));
-}
-
-TEST(HXCLIFetchCommandTest, TheTargetGoesOnTheWireAsWritten)
-{
-    HXTestHTTPServer server;
-    ASSERT_TRUE(server.listen());
-    server.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    const HXCLIRun run = fetch({QStringLiteral("http://127.0.0.1:%1/caf%c3%a9/%7euser?q=%c3").arg(server.port()),
-                                QStringLiteral("--proxy-config"), QStringLiteral("none")});
-    EXPECT_EQ(run.status, 0) << run.err.constData();
-    ASSERT_EQ(server.receivedRequests().size(), 1);
-    EXPECT_TRUE(server.receivedRequests().first().startsWith("GET /caf%c3%a9/%7euser?q=%c3 HTTP/1.1\r\n"))
-        << server.receivedRequests().first().constData();
 }
 
 TEST(HXCLIFetchCommandTest, LineBreaksInAHeaderOrTheMethodNeverReachTheServer)

@@ -1,4 +1,5 @@
 #include "HXCLITestRunner.h"
+#include "HXTestSupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,12 +19,6 @@ QString fixture(const QString &name)
     return QStringLiteral(KEA_INTEROP_FIXTURES "/") + name;
 }
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 TEST(CLIInteropCommandsTest, ImportReportsAndRefusesBadSourcesWithoutWriting)
 {
     QTemporaryDir folder;
@@ -34,17 +29,15 @@ TEST(CLIInteropCommandsTest, ImportReportsAndRefusesBadSourcesWithoutWriting)
     EXPECT_TRUE(imported.out.contains("Search: -o out.json: not part of the request")) << imported.out.constData();
     EXPECT_TRUE(imported.out.contains("'| jq .': what follows the command is not imported"))
         << imported.out.constData();
-    const QByteArray saved = contents(file);
+    const QByteArray saved = HXTest::readFile(file);
     ASSERT_FALSE(saved.isEmpty());
 
-    QFile huge(folder.filePath(u"huge.json"_s));
-    ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
-    huge.write(QByteArray(10 * 1024 * 1024, ' '));
-    huge.close();
+    const QString huge = folder.filePath(u"huge.json"_s);
+    ASSERT_TRUE(HXTest::writeFile(huge, QByteArray(10 * 1024 * 1024, ' ')));
     const QList<QPair<QString, QString>> bad = {
         {fixture(u"postman-truncated.json"_s), u"not valid JSON at line"_s},
         {fixture(u"har-wrong-version.json"_s), u"unsupported HAR version"_s},
-        {huge.fileName(), u"at most 8 MB"_s},
+        {huge, u"at most 8 MB"_s},
         {folder.filePath(u"missing.json"_s), u"missing.json"_s},
     };
     for (const auto &[source, phrase] : bad) {
@@ -53,7 +46,7 @@ TEST(CLIInteropCommandsTest, ImportReportsAndRefusesBadSourcesWithoutWriting)
         EXPECT_EQ(refused.status, 2) << source.toStdString();
         EXPECT_TRUE(refused.err.contains(phrase.toUtf8())) << refused.err.constData();
     }
-    EXPECT_EQ(contents(file), saved);
+    EXPECT_EQ(HXTest::readFile(file), saved);
 }
 
 // A cURL script exported from a document imports into a document that
@@ -70,7 +63,7 @@ TEST(CLIInteropCommandsTest, CurlScriptExportImportsBackToTheSameScript)
     ASSERT_EQ(exported.status, 0) << exported.err.constData();
     ASSERT_EQ(HXRunCLI({u"import"_s, second, script}).status, 0);
     const HXCLIRun again = HXRunCLI({u"export"_s, second, u"--format"_s, u"curl"_s});
-    EXPECT_EQ(again.out, contents(script));
+    EXPECT_EQ(again.out, HXTest::readFile(script));
     EXPECT_TRUE(again.out.contains("# Shop/Cart/POST shop.example.test/api/cart/items")) << again.out.constData();
 
     const HXCLIRun postman = HXRunCLI({u"export"_s, first, u"--format"_s, u"postman"_s});

@@ -320,12 +320,6 @@ bool validJUnit(const QByteArray &xml)
     return valid;
 }
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
@@ -343,7 +337,7 @@ TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
                          QStringLiteral("--report"), QStringLiteral("junit"), junit, QStringLiteral("--report"),
                          QStringLiteral("json"), json});
     EXPECT_EQ(sent.status, 1) << sent.err.constData();
-    const QByteArray xml = readAll(junit);
+    const QByteArray xml = HXTest::readFile(junit);
     EXPECT_TRUE(validJUnit(xml)) << xml.constData();
     EXPECT_TRUE(xml.contains("<testsuite name=\"demo.kea\" tests=\"3\" failures=\"1\" errors=\"0\" skipped=\"0\""))
         << xml.constData();
@@ -351,7 +345,7 @@ TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
     EXPECT_TRUE(xml.contains("<failure message=\"the response is HTTP/1.1 404 Not Found\" type=\"HTTPStatus\">"));
     EXPECT_TRUE(xml.contains("<testcase name=\"Post a form\" classname=\"Forms\""));
 
-    const QJsonObject report = QJsonDocument::fromJson(readAll(json)).object();
+    const QJsonObject report = QJsonDocument::fromJson(HXTest::readFile(json)).object();
     EXPECT_EQ(report.value(QStringLiteral("tests")).toInt(), 3);
     EXPECT_EQ(report.value(QStringLiteral("failed")).toInt(), 1);
     const QJsonArray cases = report.value(QStringLiteral("requests")).toArray();
@@ -371,7 +365,7 @@ TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
                            QStringLiteral("--report"), QStringLiteral("junit"), junit});
     EXPECT_EQ(bailed.status, 1);
     EXPECT_EQ(bailed.out, QByteArray("Not found  HTTP/1.1 404 Not Found\n"));
-    const QByteArray bailedXML = readAll(junit);
+    const QByteArray bailedXML = HXTest::readFile(junit);
     EXPECT_TRUE(validJUnit(bailedXML)) << bailedXML.constData();
     EXPECT_TRUE(bailedXML.contains("skipped=\"1\""));
     EXPECT_TRUE(bailedXML.contains("<skipped message=\"not sent: an earlier request failed (--bail)\"/>"));
@@ -387,8 +381,12 @@ TEST_F(CLISendCommandTest, ReportsForContinuousIntegration)
                          QStringLiteral("0.5"), QStringLiteral("--report"), QStringLiteral("json"), json});
     EXPECT_LT(clock.elapsed(), 4000);
     EXPECT_EQ(slow.status, 1);
-    const QJsonObject timedOut =
-        QJsonDocument::fromJson(readAll(json)).object().value(QStringLiteral("requests")).toArray().at(0).toObject();
+    const QJsonObject timedOut = QJsonDocument::fromJson(HXTest::readFile(json))
+                                     .object()
+                                     .value(QStringLiteral("requests"))
+                                     .toArray()
+                                     .at(0)
+                                     .toObject();
     EXPECT_EQ(timedOut.value(QStringLiteral("result")).toString(), QStringLiteral("error"));
     EXPECT_FALSE(timedOut.value(QStringLiteral("failure")).toString().isEmpty());
 

@@ -5,8 +5,8 @@
 #include "HXCLITestRunner.h"
 #include "HXTestCertificates.h"
 #include "HXTestHTTPServer.h"
+#include "HXTestSupport.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -24,10 +24,7 @@ protected:
         const HXTestCertificate leaf = HXTestCertificates::signedBy(authority, QStringLiteral("localhost"));
         ASSERT_FALSE(leaf.isNull());
         caFile = folder.filePath(QStringLiteral("ca.pem"));
-        QFile file(caFile);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(authority.certificatePEM);
-        file.close();
+        ASSERT_TRUE(HXTest::writeFile(caFile, authority.certificatePEM));
         server = std::make_unique<HXTestHTTPServer>(
             HXTestHTTPServer::TLSIdentity{leaf.certificate(), leaf.privateKey(), {}});
         ASSERT_TRUE(server->listen());

@@ -62,18 +62,17 @@ TEST_F(CLITreeEditingTest, DuplicatesAndGroupsAreNamedAsInTheApplication)
                                  "  Login Duplicate\n  Login Duplicate (2)\n  d\n  e\n"));
 }
 
+// The question's texts are the application's own (checked with the document
+// commands); here: it is asked, and nothing changes without --yes.
 TEST_F(CLITreeEditingTest, RemovingAsksWithTheApplicationsTextsAndNeedsYes)
 {
-    for (int i = 0; i < 11; ++i)
-        add(QStringLiteral("r%1").arg(i), {QStringLiteral("--folder"), QStringLiteral("Outer/f%1").arg(i)});
+    add(QStringLiteral("r"), {QStringLiteral("--folder"), QStringLiteral("Outer/f")});
     add(QStringLiteral("last"), {QStringLiteral("--folder"), QStringLiteral("Outer")});
     const QByteArray before = HXTest::readFile(file);
 
     const HXCLIRun asked = run({QStringLiteral("rm"), file, QStringLiteral("Outer")});
     EXPECT_EQ(asked.status, 1);
-    EXPECT_TRUE(asked.err.contains("Delete 12 requests and 12 folders?\n"
-                                   "Delete the following requests?\n12 Requests\n"
-                                   "Delete the following folders?\n12 Folders\n"))
+    EXPECT_TRUE(asked.err.contains("Delete 2 requests and 2 folders?\nDelete the following requests?\n"))
         << asked.err.constData();
     EXPECT_EQ(HXTest::readFile(file), before);
 

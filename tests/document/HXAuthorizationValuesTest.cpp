@@ -5,10 +5,10 @@
 #include "HXManagedObjectContext.h"
 #include "HXOAuth2ClientCredentialsDynamicValue.h"
 #include "HXOAuth2TokenFetcher.h"
-#include "HXPresenter.h"
 #include "HXRequest.h"
 #include "HXRequestHandler.h"
 #include "HXResponse.h"
+#include "HXScriptedPresenter.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
 
@@ -22,17 +22,6 @@
 // tokens from a loopback token endpoint.
 
 namespace {
-
-class SilentPresenter : public HXPresenter
-{
-public:
-    void presentAlert(const Alert &, const std::function<void(int)> &completion) override
-    {
-        if (completion)
-            completion(0);
-    }
-    void presentError(const HXError &) override {}
-};
 
 QByteArray reply(const QByteArray &status, const QByteArray &headers, const QByteArray &body)
 {
@@ -65,7 +54,7 @@ protected:
     }
     void TearDown() override { HXPresenter::setSharedPresenter(nullptr); }
 
-    SilentPresenter presenter;
+    HXScriptedPresenter presenter;
     HXTestHTTPServer server;
 };
 
@@ -124,7 +113,7 @@ TEST_F(AuthorizationValuesTest, DigestAnswersTheLastChallengeOfTheSameRequest)
 TEST_F(AuthorizationValuesTest, OAuth2TokenIsFetchedOnceAndAgainAfterItExpires)
 {
     server.addResponse(reply("200 OK", "Content-Type: application/json\r\n",
-                             R"({"access_token":"first","token_type":"Bearer","expires_in":1})"));
+                             R"({"access_token":"first","token_type":"Bearer","expires_in":0.5})"));
     server.addResponse(reply("200 OK", "Content-Type: application/json\r\n",
                              R"({"access_token":"second","token_type":"bearer","expires_in":"3600"})"));
     auto value = HXDynamicValue::make<HXOAuth2ClientCredentialsDynamicValue>();
@@ -142,7 +131,7 @@ TEST_F(AuthorizationValuesTest, OAuth2TokenIsFetchedOnceAndAgainAfterItExpires)
     EXPECT_EQ(headerOf(fetch, "Authorization"), "Basic " + QByteArray("kea%20app:p%26ss").toBase64());
     EXPECT_EQ(bodyOf(fetch), QByteArray("grant_type=client_credentials&scope=read%20write"));
 
-    QThread::msleep(1100);
+    QThread::msleep(600);
     EXPECT_EQ(value->evaluatedString(), QStringLiteral("Bearer second"));
     EXPECT_EQ(value->evaluatedString(), QStringLiteral("Bearer second"));
     EXPECT_EQ(server.receivedRequests().size(), 2);

@@ -1,5 +1,6 @@
 #include "HXCompletionManager.h"
 #include "HXStoreTestSupport.h"
+#include "HXTestSupport.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -29,10 +30,7 @@ protected:
     void seedWith(const QByteArray &json)
     {
         const QString path = folder.filePath(u"seed.json"_s);
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(json);
-        file.close();
+        ASSERT_TRUE(HXTest::writeFile(path, json));
         HXCompletionManager::setSeedResourcePath(path);
     }
     static HXCompletionManager *reopened()

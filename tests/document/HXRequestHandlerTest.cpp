@@ -2,10 +2,10 @@
 #include "HXDocument.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
-#include "HXPresenter.h"
 #include "HXRequest.h"
 #include "HXResponse.h"
 #include "HXResponseManager.h"
+#include "HXScriptedPresenter.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
 #include "HXUserDefaults.h"
@@ -13,20 +13,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-class RecordingPresenter : public HXPresenter
-{
-public:
-    QList<Alert> alerts;
-    int answer = 0;
-    void presentAlert(const Alert &alert, const std::function<void(int)> &completion) override
-    {
-        alerts.append(alert);
-        if (completion)
-            completion(answer);
-    }
-    void presentError(const HXError &) override {}
-};
 
 class RequestHandlerTest : public ::testing::Test
 {
@@ -57,7 +43,7 @@ protected:
     }
     static QByteArray requestLine(const QByteArray &request) { return request.left(request.indexOf("\r\n")); }
 
-    RecordingPresenter presenter;
+    HXScriptedPresenter presenter;
     HXTestHTTPServer server;
     HXDocument document;
     HXRequestHandler handler{&document};

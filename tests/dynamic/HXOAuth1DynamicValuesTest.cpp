@@ -2,6 +2,7 @@
 #include "HXDocument.h"
 #include "HXDynamicString.h"
 #include "HXDynamicValueEngine.h"
+#include "HXEncodingValueTestSupport.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXOAuth1HeaderDynamicValue.h"
@@ -19,14 +20,6 @@
 // HXCLISignatureVectorsTest.
 
 namespace {
-
-QString archived(const QString &before, const HXDynamicValuePtr &value, const QString &after = QString())
-{
-    HXDynamicString string(before);
-    string.appendDynamicValue(value);
-    string.append(after);
-    return HXDynamicValueEngine::archiveAttributedString(string);
-}
 
 // A request of a fresh document, with header rows in the order added.
 class TestRequest
@@ -76,9 +69,12 @@ TEST(HXOAuth1DynamicValues, PlainTextUnsupportedAlgorithmsAndPlacement)
     raw->setURLEncoded(false);
     auto rsa = signatureValue(QStringLiteral("cs"), QStringLiteral("ts"));
     rsa->setAlgorithm(QStringLiteral("RSA-SHA1"));
-    request.addHeader(QStringLiteral("X-Encoded"), archived(QStringLiteral("s="), plain));
-    request.addHeader(QStringLiteral("X-Raw"), archived(QStringLiteral("s="), raw));
-    request.addHeader(QStringLiteral("X-RSA"), archived(QStringLiteral("s="), rsa));
+    request.addHeader(QStringLiteral("X-Encoded"),
+                      HXEncodingValueTest::archived({QStringLiteral("s="), HXDynamicValuePtr(plain)}));
+    request.addHeader(QStringLiteral("X-Raw"),
+                      HXEncodingValueTest::archived({QStringLiteral("s="), HXDynamicValuePtr(raw)}));
+    request.addHeader(QStringLiteral("X-RSA"),
+                      HXEncodingValueTest::archived({QStringLiteral("s="), HXDynamicValuePtr(rsa)}));
     const HXRequestHeaderList headers = request.assemble().headers;
     EXPECT_EQ(headers.valueForHTTPHeaderName(QStringLiteral("X-Encoded")), QStringLiteral("s=cs%26ts"));
     EXPECT_EQ(headers.valueForHTTPHeaderName(QStringLiteral("X-Raw")), QStringLiteral("s=cs&ts"));
@@ -89,7 +85,8 @@ TEST(HXOAuth1DynamicValues, PlainTextUnsupportedAlgorithmsAndPlacement)
     EXPECT_EQ(raw->evaluatedString(), QString());
     auto header = HXDynamicValue::make<HXOAuth1HeaderDynamicValue>();
     EXPECT_EQ(header->evaluatedString(), QString());
-    TestRequest inURL(QStringLiteral("GET"), archived(QStringLiteral("http://h/p?auth="), header));
+    TestRequest inURL(QStringLiteral("GET"),
+                      HXEncodingValueTest::archived({QStringLiteral("http://h/p?auth="), HXDynamicValuePtr(header)}));
     EXPECT_EQ(inURL.assemble().URL, QUrl(QStringLiteral("http://h/p?auth=")));
 }
 

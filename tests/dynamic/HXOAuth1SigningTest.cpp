@@ -27,7 +27,7 @@ std::optional<QString> signature(const QString &method, const QString &url, cons
 
 // RFC 5849, section 1.2: the protected resource request, with its
 // Authorization header as printed (realm and the signature itself are not
-// signed). All three requests of that section are signed end to end in
+// signed). The section's other two requests are signed end to end in
 // HXCLISignatureVectorsTest.
 TEST(HXOAuth1Signing, RFC5849Section12Example)
 {

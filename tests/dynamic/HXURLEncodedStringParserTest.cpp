@@ -1,24 +1,10 @@
 #include "HXURLEncodedStringParser.h"
-#include "HXDynamicValue.h"
-#include "HXDynamicValueCatalogue.h"
+#include "HXDynamicTestKinds.h"
 #include "HXDynamicValueEngine.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-// A token kind for checking that tokens pass through the conversion intact.
-class MarkerValue : public HXDynamicValue
-{
-public:
-    static QString staticClassName() { return QStringLiteral("HXTestMarkerDynamicValue"); }
-    QString className() const override { return staticClassName(); }
-    const QList<HXDynamicProperty> &dynamicKeyPaths() const override
-    {
-        static const QList<HXDynamicProperty> keys = {{QStringLiteral("label"), HXDynamicPropertyType::String}};
-        return keys;
-    }
-};
 
 using Options = HXURLEncodedStringParser::Options;
 using Rows = QList<std::pair<QString, QString>>;
@@ -109,9 +95,8 @@ TEST(HXURLEncodedStringParserTest, RoundTripsRowsThroughText)
 
 TEST(HXURLEncodedStringParserTest, GenericRowsHonourTransformerAndEnabledKey)
 {
-    HXDynamicValueCatalogue::registerKind<MarkerValue>();
-    auto marker = HXDynamicValue::make<MarkerValue>();
-    marker->setValue(QStringLiteral("label"), QStringLiteral("m"));
+    HXDynamicTest::registerTestKinds();
+    auto marker = HXDynamicTest::echo(QStringLiteral("m"));
     HXDynamicString value(QStringLiteral("v "));
     value.appendDynamicValue(marker);
 

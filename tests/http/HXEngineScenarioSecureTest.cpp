@@ -59,6 +59,8 @@ TEST_P(HXEngineScenarioSecureTest, SelfSignedServerTrust)
             EXPECT_EQ(exchange->delegate.lastTrust.host, QStringLiteral("127.0.0.1"));
         }
     }
+    // A refused certificate ends the connection before the request is sent.
+    EXPECT_EQ(secure.receivedRequests().size(), (PerEngine<int>{3, 1, 3}[engine()]));
 }
 
 TEST_P(HXEngineScenarioSecureTest, ChainFromATrustedAuthority)

@@ -128,6 +128,7 @@ TEST_P(HXEngineScenarioTest, TimeLimits)
     auto silent = sendAndWait(server.url(), shortLimit);
     EXPECT_EQ(silent->outcome(), "failed kea:3095");
     EXPECT_EQ(silent->delegate.foldedEvents(), "failed");
+    EXPECT_EQ(silent->delegate.error.description, QStringLiteral("The request timed out"));
 
     // A body that keeps trickling in: only libcurl measures inactivity.
     server.addScript(HXTestHTTPScript()
@@ -179,6 +180,15 @@ TEST_P(HXEngineScenarioTest, RefusedSchemesAndUnreachableServers)
         EXPECT_EQ(exchange->outcome(), "failed kea:3094");
     }
 
+    // A URL without a host or with port 0: the own engine refuses it as
+    // unsupported, the libraries try and fail.
+    const std::pair<const char *, PerEngine<std::string>> unusable[] = {
+        {"http:///nohost", {"failed kea:3094", "failed kea:0", "failed kea:0"}},
+        {"http://127.0.0.1:0/", {"failed kea:3094", "failed libcurl:7", "failed QNetworkReply:1"}},
+    };
+    for (const auto &[url, outcome] : unusable)
+        EXPECT_EQ(sendAndWait(QUrl(QString::fromLatin1(url)))->outcome(), outcome[engine()]) << url;
+
     quint16 closedPort = 0;
     {
         QTcpServer probe;
@@ -196,6 +206,9 @@ TEST_P(HXEngineScenarioTest, RefusedSchemesAndUnreachableServers)
         GTEST_SKIP() << "the name resolver did not answer";
     EXPECT_EQ(unknown->delegate.error.description, QStringLiteral("Kea can't find the server"));
     ASSERT_TRUE(unknown->delegate.error.underlying);
+    if (engine() == EngineOwn) {
+        EXPECT_EQ(unknown->delegate.error.underlying->code, QAbstractSocket::HostNotFoundError);
+    }
 }
 
 TEST_P(HXEngineScenarioTest, CancelSilencesEveryCallback)

@@ -1,4 +1,6 @@
-// The request bytes of the own engine, built without a network.
+// The request bytes of the own engine, built without a network. (The bytes
+// sent to a proxy, in absolute form and in a CONNECT, are in
+// HXGCDHTTPRequestProxyTest.)
 
 #include "HXGCDHTTPRequest.h"
 #include "HXHTTPRequestMessage.h"
@@ -95,17 +97,6 @@ TEST(HXGCDHTTPRequestMessageTest, DefaultsAreAppendedInOrderAndOnlyWhenMissing)
               "PATCH / HTTP/1.1\r\nHost: e.test\r\nConnection: close\r\n" + userAgent + "Content-Length: 0\r\n\r\n");
     EXPECT_EQ(message(QStringLiteral("http://e.test/"), QStringLiteral("get"), {}, "x"),
               "get / HTTP/1.1\r\nHost: e.test\r\nConnection: close\r\n" + userAgent + "Content-Length: 1\r\n\r\nx");
-}
-
-TEST(HXGCDHTTPRequestMessageTest, ConnectMessageAndAbsoluteForm)
-{
-    EXPECT_EQ(message(QStringLiteral("https://secure.test:8443/x"), QStringLiteral("CONNECT"), {}, {}, 2),
-              "CONNECT secure.test:8443 HTTP/1.1\r\nHost: secure.test:8443\r\nConnection: keep-alive\r\n" + userAgent +
-                  "Proxy-Connection: keep-alive\r\n\r\n");
-    EXPECT_EQ(message(QStringLiteral("http://plain.test/x?y"), QStringLiteral("GET"),
-                      {{QStringLiteral("Connection"), QStringLiteral("keep-alive")}}, "ignored", 1),
-              "GET http://plain.test/x?y HTTP/1.1\r\nConnection: keep-alive\r\nHost: plain.test\r\n" + userAgent +
-                  "\r\n");
 }
 
 TEST(HXGCDHTTPRequestMessageTest, NonASCIITextIsReplacedNotRefused)

@@ -1,11 +1,11 @@
 // Proxies through the own engine: the exact bytes sent to an HTTP proxy and
-// in a CONNECT, a real tinyproxy for plain and tunnelled requests, and a PAC
-// file served locally that chooses between the proxy and a direct connection.
+// in a CONNECT, and a PAC file served locally that chooses between a real
+// tinyproxy and a direct connection. (Plain and tunnelled requests through
+// tinyproxy are in HXEngineScenarioSecureTest, for every engine.)
 
 #include "HXGCDHTTPRequest.h"
 #include "HXHTTPSettings.h"
 #include "HXPACScript.h"
-#include "HXTestCertificates.h"
 #include "HXTestHTTPDelegate.h"
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
@@ -101,40 +101,6 @@ TEST_F(HXGCDHTTPRequestProxyTest, HTTPSProxyGetsAConnectRequest)
                                                 "Host: secure.test\r\nConnection: keep-alive\r\nUser-Agent: " +
                                                     HXHTTPRequest::defaultUserAgent().toLatin1() +
                                                     "\r\nProxy-Connection: keep-alive\r\n\r\n");
-}
-
-TEST_F(HXGCDHTTPRequestProxyTest, ThroughTinyproxyPlainAndTunnelled)
-{
-    HXTestTinyproxy tinyproxy;
-    QString reason;
-    if (!tinyproxy.start(&reason))
-        GTEST_SKIP() << reason.toStdString();
-
-    HXTestHTTPServer origin;
-    ASSERT_TRUE(origin.listen());
-    origin.addResponse(okResponse);
-    const HXTestCertificate identity = HXTestCertificates::selfSigned(QStringLiteral("tunnel end"));
-    HXTestHTTPServer secureOrigin({identity.certificate(), identity.privateKey(), {}});
-    ASSERT_TRUE(secureOrigin.listen());
-    secureOrigin.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\ntunnelled");
-
-    useCustomProxies(QStringLiteral("127.0.0.1"), tinyproxy.port(), QStringLiteral("127.0.0.1"), tinyproxy.port());
-    Result plain = fetch(origin.url(QStringLiteral("/plain")));
-    EXPECT_EQ(plain.delegate->eventsWithoutProgress(), "headers finished") << tinyproxy.log().toStdString();
-    EXPECT_EQ(plain.request->responseData(), QByteArray("ok"));
-    ASSERT_EQ(origin.receivedRequests().size(), 1);
-    // tinyproxy forwards in origin form with its own header order (Host
-    // first), and logs the absolute URL it was given.
-    EXPECT_TRUE(origin.receivedRequests().first().startsWith("GET /plain HTTP/1.1\r\nHost: "));
-    EXPECT_TRUE(
-        tinyproxy.log().contains(QByteArray("http://127.0.0.1:" + QByteArray::number(origin.port()) + "/plain")));
-
-    Result tunnelled = fetch(secureOrigin.url(QStringLiteral("/secure")));
-    EXPECT_EQ(tunnelled.delegate->eventsWithoutProgress(), "headers finished") << tinyproxy.log().toStdString();
-    EXPECT_EQ(tunnelled.request->responseData(), QByteArray("tunnelle"));
-    ASSERT_EQ(secureOrigin.receivedRequests().size(), 1);
-    EXPECT_TRUE(secureOrigin.receivedRequests().first().startsWith("GET /secure HTTP/1.1\r\n"));
-    EXPECT_TRUE(tinyproxy.log().contains("CONNECT"));
 }
 
 TEST_F(HXGCDHTTPRequestProxyTest, PACFileChoosesProxyOrDirect)

@@ -1,5 +1,7 @@
 // The own HTTP/1.1 engine against a scripted loopback server: the exact bytes
-// the server receives, the callbacks in order, framing, decoding and failures.
+// the server receives, the callbacks in order, limits and failures. (Framing
+// and decoding are checked at every split point in HXHTTPResponseReadingTest,
+// and over sockets for every engine in HXEngineScenarioTest.)
 
 #include "HXGCDHTTPRequest.h"
 #include "HXGzipEncoder.h"
@@ -8,9 +10,6 @@
 #include "HXTestHTTPServer.h"
 #include "HXTestSupport.h"
 #include "HXUserDefaults.h"
-
-#include <QElapsedTimer>
-#include <QTcpServer>
 
 #include <gtest/gtest.h>
 
@@ -188,91 +187,6 @@ TEST_F(HXGCDHTTPRequestTest, AResetIsAFailureNotTheEndOfTheBody)
     EXPECT_EQ(exchange->request->responseData(), QByteArray("cut sh"));
 }
 
-// One response, how it is framed and decoded, what the request ends with.
-struct FramingCase
-{
-    const char *name;
-    const char *method;
-    QByteArray response;
-    qint64 status;
-    QByteArray body;
-    qint64 failureCode = -1; // -1: finishes
-};
-
-QList<FramingCase> framingCases()
-{
-    const QByteArray text = "The quick brown fox jumps over the lazy dog. 0123456789";
-    const QByteArray compressed = HXGzipEncoder::compress(text);
-    return {
-        {"content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello", 200, "hello"},
-        {"content-length then extra bytes", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", 200, "abc"},
-        {"chunked with extension", "GET",
-         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1a;name=value\r\nabcdefghijklmnopqrstuvwxyz\r\n"
-         "3\r\n123\r\n0\r\nTrailer: ignored\r\n\r\n",
-         200, "abcdefghijklmnopqrstuvwxyz123"},
-        {"chunked wins over content-length", "GET",
-         "HTTP/1.1 200 OK\r\nContent-Length: 100\r\nTransfer-Encoding: gzip, CHUNKED\r\n\r\n2\r\nok\r\n0\r\n\r\n", 200,
-         "ok"},
-        {"until close", "GET", "HTTP/1.1 200 OK\r\nServer: x\r\n\r\nread until the end", 200, "read until the end"},
-        {"empty until close", "GET", "HTTP/1.1 200 OK\r\n\r\n", 200, ""},
-        {"head ignores content-length", "HEAD", "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n", 200, ""},
-        {"204 has no body", "GET", "HTTP/1.1 204 No Content\r\n\r\n", 204, ""},
-        {"304 has no body", "GET", "HTTP/1.1 304 Not Modified\r\nContent-Length: 10\r\n\r\n", 304, ""},
-        {"interim responses are skipped", "GET",
-         "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 102 Processing\r\nX: y\r\n\r\nHTTP/1.1 201 Created\r\n"
-         "Content-Length: 2\r\n\r\nhi",
-         201, "hi"},
-        {"bare line feeds", "GET", "HTTP/1.1 200 OK\nTransfer-Encoding: chunked\n\n5\nhello\r\n5;x\nworld\r\n0\n\n",
-         200, "helloworld"},
-        {"gzip", "GET",
-         "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " + QByteArray::number(compressed.size()) +
-             "\r\n\r\n" + compressed,
-         200, text},
-        {"gzip with bytes after its member", "GET",
-         "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + compressed + "trailing junk", 200, text},
-        {"broken gzip stays raw", "GET", "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\nnot gzip at all", 200,
-         "not gzip at all"},
-        {"GZIP in capitals is not decoded", "GET", "HTTP/1.1 200 OK\r\nContent-Encoding: GZIP\r\n\r\n" + compressed,
-         200, compressed},
-        {"deflate is left as received", "GET", "HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\n\r\nxyz", 200, "xyz"},
-        {"zero content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 200, ""},
-        {"malformed content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 12x\r\n\r\n0123456789ab", 200, "",
-         8495},
-        {"conflicting content-lengths", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 3, 4\r\n\r\nabcd", 200, "", 8495},
-        {"chunk size overflow", "GET",
-         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nfffffffffffffffffff\r\nx\r\n0\r\n\r\n", 200, "", 8495},
-        {"chunk data longer than its size", "GET",
-         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nabc\r\n0\r\n\r\n", 200, "ab", 8495},
-        {"not http", "GET", "SSH-2.0-OpenSSH\r\n\r\n", 0, "", 8495},
-        {"closed before content-length", "GET", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nshort", 200, "short", 2},
-    };
-}
-
-TEST_F(HXGCDHTTPRequestTest, FramesAndDecodesResponsesWholeAndSplit)
-{
-    for (const FramingCase &testCase : framingCases()) {
-        for (const int pieceSize : {0, 7, 1}) {
-            if (pieceSize == 1 && testCase.response.size() > 160)
-                continue;
-            SCOPED_TRACE(std::string(testCase.name) + " in pieces of " + std::to_string(pieceSize));
-            server.addScript(HXTestHTTPScript().readRequest().write(testCase.response, pieceSize).close());
-            auto exchange = sendAndWait(server.url(QStringLiteral("/")), QString::fromLatin1(testCase.method));
-            const HXTestHTTPDelegate &delegate = exchange->delegate;
-            EXPECT_EQ(delegate.terminalCount(), 1);
-            if (testCase.failureCode < 0) {
-                EXPECT_EQ(delegate.eventsWithoutProgress(), "headers finished");
-                EXPECT_EQ(exchange->request->responseStatusCode(), testCase.status);
-                EXPECT_EQ(exchange->request->responseData(), testCase.body);
-            } else {
-                EXPECT_EQ(delegate.events.last(), QStringLiteral("failed"));
-                EXPECT_EQ(delegate.error.code, testCase.failureCode);
-                EXPECT_EQ(delegate.error.domain, QStringLiteral("kestrelworks.Kea.HTTPRequestErrorDomain"));
-                EXPECT_EQ(exchange->request->responseData(), testCase.body);
-            }
-        }
-    }
-}
-
 TEST_F(HXGCDHTTPRequestTest, EarlyCloseNamesTheDeclaredLength)
 {
     server.addResponse("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nshort");
@@ -323,22 +237,6 @@ TEST_F(HXGCDHTTPRequestTest, ReportsProgressOfDeclaredLengthBodies)
     EXPECT_EQ(exchange->request->responseData(), body);
 }
 
-TEST_F(HXGCDHTTPRequestTest, TimesOutWhenTheServerNeverAnswers)
-{
-    server.addScript(HXTestHTTPScript().readRequest().hang());
-    QElapsedTimer clock;
-    clock.start();
-    auto exchange = send(server.url(), QStringLiteral("GET"), {}, {}, 0.3);
-    ASSERT_TRUE(exchange->delegate.waitUntilEnded(5000));
-    EXPECT_GE(clock.elapsed(), 250);
-    EXPECT_EQ(exchange->delegate.foldedEvents(), "failed");
-    EXPECT_EQ(exchange->delegate.error.code, 3095);
-    EXPECT_EQ(exchange->delegate.error.description, QStringLiteral("The request timed out"));
-    // Nothing else follows.
-    HXTest::waitUntil([] { return false; }, 100);
-    EXPECT_EQ(exchange->delegate.events.size(), 1);
-}
-
 TEST_F(HXGCDHTTPRequestTest, ZeroTimeoutMeansNoLimit)
 {
     server.addScript(
@@ -346,72 +244,6 @@ TEST_F(HXGCDHTTPRequestTest, ZeroTimeoutMeansNoLimit)
     auto exchange = send(server.url(), QStringLiteral("GET"), {}, {}, 0);
     ASSERT_TRUE(exchange->delegate.waitUntilEnded(5000));
     EXPECT_EQ(exchange->delegate.events.last(), QStringLiteral("finished"));
-}
-
-TEST_F(HXGCDHTTPRequestTest, CancelSilencesEveryCallback)
-{
-    server.addScript(HXTestHTTPScript()
-                         .readRequest()
-                         .write("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n")
-                         .delay(50)
-                         .write(QByteArray(100, 'x'), 10, 5)
-                         .close());
-    auto exchange = send(server.url());
-    ASSERT_TRUE(HXTest::waitUntil([&] { return !exchange->delegate.events.isEmpty(); }));
-    exchange->request->clearDelegateAndCancel();
-    const qsizetype seen = exchange->delegate.events.size();
-    HXTest::waitUntil([] { return false; }, 300);
-    EXPECT_EQ(exchange->delegate.events.size(), seen);
-    EXPECT_EQ(exchange->delegate.terminalCount(), 0);
-
-    // Destroying a running request is a cancel too.
-    server.addScript(HXTestHTTPScript().readRequest().hang());
-    auto second = send(server.url());
-    ASSERT_TRUE(server.waitForRequests(2));
-    second->request.reset();
-    HXTest::waitUntil([] { return false; }, 100);
-    EXPECT_TRUE(second->delegate.events.isEmpty());
-}
-
-TEST_F(HXGCDHTTPRequestTest, ConnectionFailuresAndUnsupportedURLs)
-{
-    quint16 closedPort = 0;
-    {
-        QTcpServer probe;
-        ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-        closedPort = probe.serverPort();
-    }
-    auto refused = sendAndWait(QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort)));
-    EXPECT_EQ(refused->delegate.foldedEvents(), "failed");
-    EXPECT_EQ(refused->delegate.error.code, QAbstractSocket::ConnectionRefusedError);
-
-    for (const char *url : {"ftp://127.0.0.1/file", "http:///nohost", "http://127.0.0.1:0/"}) {
-        SCOPED_TRACE(url);
-        auto exchange = sendAndWait(QUrl(QString::fromLatin1(url)));
-        EXPECT_EQ(exchange->delegate.foldedEvents(), "failed");
-        EXPECT_EQ(exchange->delegate.error.code, 3094);
-    }
-
-    // A server that closes without answering: a clean close, a null error.
-    server.addScript(HXTestHTTPScript().readRequest().close());
-    auto closed = sendAndWait(server.url());
-    EXPECT_EQ(closed->delegate.foldedEvents(), "failed");
-    EXPECT_TRUE(closed->delegate.error.isNull());
-}
-
-TEST_F(HXGCDHTTPRequestTest, UnknownHostIsReportedWithItsCause)
-{
-    // ".invalid" never resolves; a resolver that cannot be reached at all
-    // shows up as a time-out instead, and then there is nothing to check.
-    auto exchange = send(QUrl(QStringLiteral("http://kea-test.invalid/")), QStringLiteral("GET"), {}, {}, 5);
-    ASSERT_TRUE(exchange->delegate.waitUntilEnded(8000));
-    if (exchange->delegate.error.sameKindAs(HXHTTPRequestTimedOutError()))
-        GTEST_SKIP() << "the name resolver did not answer";
-    EXPECT_EQ(exchange->delegate.foldedEvents(), "failed");
-    EXPECT_EQ(exchange->delegate.error.description.toStdString(), "Kea can't find the server");
-    EXPECT_EQ(exchange->delegate.error.code, 0);
-    ASSERT_TRUE(exchange->delegate.error.underlying);
-    EXPECT_EQ(exchange->delegate.error.underlying->code, QAbstractSocket::HostNotFoundError);
 }
 
 } // namespace

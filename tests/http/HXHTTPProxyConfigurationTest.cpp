@@ -3,7 +3,6 @@
 
 #include "HXHTTPProxyConfiguration.h"
 #include "HXHTTPPreferences.h"
-#include "HXHTTPPreferencesProxyConfigurationOption.h"
 #include "HXHTTPRequest.h"
 #include "HXHTTPSettings.h"
 #include "HXPACScript.h"
@@ -42,25 +41,6 @@ protected:
                std::to_string(decision.port);
     }
 };
-
-TEST_F(HXHTTPSettingsTest, RegisteredDefaultsOfTheHTTPSettings)
-{
-    const QVariantMap defaults = HXUserDefaults::applicationDefaults();
-    EXPECT_EQ(defaults.size(), 34);
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPLibrary")).toString(), QStringLiteral("GCDHTTPRequest"));
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultValidateSSLCertificates")), QVariant(true));
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPAlwaysSendRequestBody")), QVariant(false));
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPProxyConfiguration")).toString(),
-              QStringLiteral("SystemConfiguration"));
-    for (const char *prefix : {"HXUserDefaultHTTPProxyHTTPProxy", "HXUserDefaultHTTPProxyHTTPSProxy"}) {
-        const QString key = QString::fromLatin1(prefix);
-        EXPECT_EQ(defaults.value(key + u"Enabled"), QVariant(false));
-        EXPECT_EQ(defaults.value(key + u"Host").toString(), QStringLiteral("localhost"));
-        EXPECT_EQ(defaults.value(key + u"Port").toInt(), 8080);
-    }
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPProxyPACEnabled")), QVariant(false));
-    EXPECT_EQ(defaults.value(QStringLiteral("HXUserDefaultHTTPProxyPACURL")).toString(), QString());
-}
 
 TEST_F(HXHTTPSettingsTest, DecisionFromTheSettings)
 {
@@ -188,20 +168,6 @@ TEST_F(HXHTTPSettingsTest, PACFailuresCarryTheirCause)
     const HXResult<QByteArray> missing = HXPACScript::fetch(QUrl(QStringLiteral("file:///nonexistent/proxy.pac")));
     ASSERT_FALSE(missing.ok());
     EXPECT_TRUE(missing.error().underlying);
-}
-
-TEST_F(HXHTTPSettingsTest, ProxyMenuAndExplanations)
-{
-    QStringList menu;
-    for (const HXHTTPPreferencesProxyConfigurationOption &option :
-         HXHTTPPreferencesProxyConfigurationOption::proxyConfigurationOptions())
-        menu.append(option.value() + u'=' + option.localizedName());
-    EXPECT_EQ(menu.join(u',').toStdString(), "SystemConfiguration=System Proxy Configuration,"
-                                             "Custom=Custom Proxy Configuration,NoProxy=Disable Proxy");
-    EXPECT_EQ(HXHTTPPreferences::alwaysSendRequestBodyExplanation(false).toStdString(),
-              "The request body won't be send for GET, HEAD, DELETE, OPTIONS requests");
-    EXPECT_EQ(HXHTTPPreferences::URLEncodingURLPathsExplanation(true).toStdString(),
-              "For example, the code %20 will be converted to %2520, and spaces will be converted to %20");
 }
 
 TEST_F(HXHTTPSettingsTest, EnablingRulesOfThePane)

@@ -154,9 +154,18 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4;ext=1\r\nWiki\r\n5\r\npedia\r\nE\r\n in\r\n\r\nchunks."
          "\r\n0\r\nExpires: never\r\n\r\n",
          "head 200 body Wikipedia in\r\n\r\nchunks."},
-        {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nfour", "head 200 body four"},
+        {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 102 Processing\r\nX: y\r\n\r\nHTTP/1.1 201 Created\r\n"
+         "Content-Length: 4\r\n\r\nfour",
+         "head 201 body four"},
         {"HTTP/1.1 200 OK\nContent-Length: 3\n\nabc", "head 200 body abc"},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef", "head 200 body abc"},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "head 200 body "},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 100\r\nTransfer-Encoding: gzip, CHUNKED\r\n\r\n2\r\nok\r\n0\r\n\r\n",
+         "head 200 body ok"},
         {"HTTP/1.1 200 OK\r\n\r\nuntil close", "head 200 body until close"},
+        {"HTTP/1.1 200 OK\r\n\r\n", "head 200 body "},
+        {"HTTP/1.1 204 No Content\r\n\r\n", "head 204 body "},
+        {"HTTP/1.1 304 Not Modified\r\nContent-Length: 10\r\n\r\n", "head 304 body "},
         {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", "head 200 failed 2"},
         {"HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\n", "head 200 body ", "HEAD"},
         {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nTransfer-Encoding: chunked\r\n\r\n" +
@@ -167,11 +176,21 @@ TEST(HXHTTPResponseReaderTest, SameOutcomeAtEverySplitPoint)
          "head 200 body inflated!inflated!"},
         {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + compressed.left(compressed.size() - 4),
          "head 200 body " + QString::fromLatin1(compressed.left(compressed.size() - 4)).toStdString()},
+        // Bytes after the last member are dropped; what is not gzip, or a
+        // coding other than exactly "gzip", is kept as received.
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + compressed + "trailing junk", "head 200 body inflated!"},
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\nnot gzip at all", "head 200 body not gzip at all"},
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: GZIP\r\n\r\n" + compressed,
+         "head 200 body " + QString::fromLatin1(compressed).toStdString()},
+        {"HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\n\r\nxyz", "head 200 body xyz"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabcX\r\n0\r\n\r\n", "head 200 failed 8495"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000000000000000\r\n", "head 200 failed 8495"},
         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", "head 200 body "},
         {"HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n", "head 200 failed 8495"},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 12x\r\n\r\n0123456789ab", "head 200 failed 8495"},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 3, 4\r\n\r\nabcd", "head 200 failed 8495"},
         {"garbage\r\n\r\n", "failed 8495"},
+        {"SSH-2.0-OpenSSH\r\n\r\n", "failed 8495"},
     };
     for (const Case &testCase : cases) {
         SCOPED_TRACE(text(testCase.response));

@@ -4,10 +4,6 @@
 #include "HXDocument.h"
 #include "HXDynamicValueContext.h"
 #include "HXDynamicValueEngine.h"
-#include "HXEnvironment.h"
-#include "HXEnvironmentVariable.h"
-#include "HXEnvironmentVariableDynamicValue.h"
-#include "HXEnvironmentVariableValue.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
@@ -331,27 +327,6 @@ TEST_F(RequestAssemblyTest, OnePassSharesValuesAndNestedStepsRestoreTheContext)
     });
     EXPECT_EQ(outer->currentStringEncoding(), HXStringEncoding::ISOLatin1);
     EXPECT_EQ(outer->header(), marker);
-}
-
-TEST_F(RequestAssemblyTest, VariablesEvaluateInTheCurrentEnvironment)
-{
-    HXEnvironment *development = HXEnvironment::addEnvironment(QStringLiteral("Development"), context());
-    HXEnvironment *production = HXEnvironment::addEnvironment(QStringLiteral("Production"), context());
-    HXEnvironmentVariable *host =
-        HXEnvironment::addEnvironmentVariable(QStringLiteral("host"), QStringLiteral("dev.test"), context());
-    production->valueForVariable(host)->setValue(QStringLiteral("prod.test"));
-    auto token = HXDynamicValue::make<HXEnvironmentVariableDynamicValue>();
-    token->setEnvironmentVariable(host);
-    HXDynamicString url(QStringLiteral("http://"));
-    url.appendDynamicValue(token);
-    url.append(QStringLiteral("/x"));
-    HXRequest *r = request();
-    r->setUrl(HXDynamicValueEngine::archiveAttributedString(url));
-
-    document.setCurrentEnvironment(development);
-    EXPECT_EQ(r->evaluateWithDocument(&document).URL->host(), QStringLiteral("dev.test"));
-    document.setCurrentEnvironment(production);
-    EXPECT_EQ(r->evaluateWithDocument(nullptr).URL->host(), QStringLiteral("prod.test"));
 }
 
 } // namespace

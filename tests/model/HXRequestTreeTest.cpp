@@ -29,13 +29,14 @@ protected:
     {
         return item<HXRequest>(name, parent, order);
     }
-    static QList<std::pair<QString, qint64>> orders(const QList<HXRequestTreeItem *> &items)
+    // "name@order ..." by order.
+    static QString orders(QList<HXRequestTreeItem *> items)
     {
-        QList<std::pair<QString, qint64>> result;
+        std::sort(items.begin(), items.end(), [](auto *a, auto *b) { return a->order() < b->order(); });
+        QStringList result;
         for (const HXRequestTreeItem *i : items)
-            result.append({i->name(), i->order()});
-        std::sort(result.begin(), result.end(), [](const auto &a, const auto &b) { return a.second < b.second; });
-        return result;
+            result.append(i->name() + u'@' + QString::number(i->order()));
+        return result.join(u' ');
     }
     static QStringList rowNames(const QList<HXKeyValue *> &rows)
     {
@@ -46,8 +47,6 @@ protected:
     }
 };
 
-using Orders = QList<std::pair<QString, qint64>>;
-
 TEST_F(RequestTreeTest, DroppingOnAFolderGoesFirstAndRenumbersTheRest)
 {
     auto *folder = item<HXRequestGroup>(QStringLiteral("folder"), nullptr, 0);
@@ -57,10 +56,7 @@ TEST_F(RequestTreeTest, DroppingOnAFolderGoesFirstAndRenumbersTheRest)
     HXRequest *moved = request(QStringLiteral("new"));
     moved->setOrderAndParent(folder, nullptr);
     EXPECT_EQ(moved->parent(), folder);
-    EXPECT_EQ(
-        orders(folder->children()),
-        (Orders{
-            {QStringLiteral("new"), 0}, {QStringLiteral("a"), 1}, {QStringLiteral("b"), 2}, {QStringLiteral("c"), 3}}));
+    EXPECT_EQ(orders(folder->children()), QStringLiteral("new@0 a@1 b@2 c@3"));
 }
 
 TEST_F(RequestTreeTest, TopLevelGoesLastWithoutRenumbering)
@@ -91,11 +87,7 @@ TEST_F(RequestTreeTest, AfterASiblingShiftsOnlyTheLaterItems)
     request(QStringLiteral("d"), folder, 5);
     HXRequest *moved = request(QStringLiteral("new"));
     moved->setOrderAndParent(folder, b);
-    EXPECT_EQ(orders(folder->children()), (Orders{{QStringLiteral("a"), 0},
-                                                  {QStringLiteral("b"), 1},
-                                                  {QStringLiteral("new"), 2},
-                                                  {QStringLiteral("c"), 3},
-                                                  {QStringLiteral("d"), 4}}));
+    EXPECT_EQ(orders(folder->children()), QStringLiteral("a@0 b@1 new@2 c@3 d@4"));
 
     // A sibling from another parent does not count: the folder rule applies.
     HXRequest *outside = request(QStringLiteral("outside"), nullptr, 3);

@@ -1,7 +1,8 @@
+#include "HXAmazonS3HeaderDynamicValue.h"
+#include "HXAmazonS3SignatureParameterDynamicValue.h"
 #include "HXBodyFormKeyValueDynamicValue.h"
 #include "HXBodyMultipartFormDataDynamicValue.h"
 #include "HXDocument.h"
-#include "HXDynamicValueCatalogue.h"
 #include "HXDynamicValueEngine.h"
 #include "HXFileContentDynamicValue.h"
 #include "HXKeyValue.h"
@@ -20,43 +21,9 @@
 
 namespace {
 
-// Stand-ins for the Amazon S3 kinds: they answer to those class names the
-// way a subclass would, so the warnings about them can be checked here.
-class S3HeaderStandIn : public HXDynamicValue
-{
-public:
-    static QString staticClassName() { return QStringLiteral("HXTestS3HeaderStandIn"); }
-    QString className() const override { return staticClassName(); }
-    bool isKindOfClass(const QString &name) const override
-    {
-        return name == u"HXAmazonS3HeaderDynamicValue" || HXDynamicValue::isKindOfClass(name);
-    }
-};
-
-class S3SignatureStandIn : public HXDynamicValue
-{
-public:
-    static QString staticClassName() { return QStringLiteral("HXTestS3SignatureStandIn"); }
-    QString className() const override { return staticClassName(); }
-    bool isKindOfClass(const QString &name) const override
-    {
-        return name == u"HXAmazonS3SignatureParameterDynamicValue" || HXDynamicValue::isKindOfClass(name);
-    }
-    const QList<HXDynamicProperty> &dynamicKeyPaths() const override
-    {
-        static const QList<HXDynamicProperty> keys = {{QStringLiteral("accessKeyId"), HXDynamicPropertyType::String}};
-        return keys;
-    }
-};
-
 class WarningTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        HXDynamicValueCatalogue::registerKind<S3HeaderStandIn>();
-        HXDynamicValueCatalogue::registerKind<S3SignatureStandIn>();
-    }
     void TearDown() override
     {
         HXUserDefaults::standardUserDefaults().removeObjectForKey(QStringLiteral("HXUserDefaultAutoContentType"));
@@ -336,8 +303,8 @@ TEST_F(WarningTest, ContentTypeOfFormFileAndMultipartBodies)
 TEST_F(WarningTest, AmazonS3NeedsADateAndQueryParameters)
 {
     HXRequest *r = request();
-    HXKeyValue *authorization =
-        header(r, QStringLiteral("Authorization"), HXDynamicValue::make<S3HeaderStandIn>()->archivedString());
+    HXKeyValue *authorization = header(r, QStringLiteral("Authorization"),
+                                       HXDynamicValue::make<HXAmazonS3HeaderDynamicValue>()->archivedString());
     press(warning(r, QStringLiteral("Amazon S3 requires a Date header")), QStringLiteral("Add Date header"));
     ASSERT_EQ(r->headers().size(), 2);
     const QList<HXKeyValue *> rows = HXKeyValue::keyValuesForRelationship(QStringLiteral("request"), r);
@@ -353,8 +320,8 @@ TEST_F(WarningTest, AmazonS3NeedsADateAndQueryParameters)
     EXPECT_EQ(texts(r), QStringList());
     authorization->setValue(QStringLiteral("AWS key:secret"));
 
-    auto signature = std::make_shared<S3SignatureStandIn>();
-    signature->setValue(QStringLiteral("accessKeyId"), QStringLiteral("AKID"));
+    auto signature = HXDynamicValue::make<HXAmazonS3SignatureParameterDynamicValue>();
+    signature->setAccessKeyId(QStringLiteral("AKID"));
     HXDynamicString url(QStringLiteral("http://b.s3.test/o?Signature="));
     url.appendDynamicValue(signature);
     HXRequest *signedURL = request();

@@ -52,6 +52,12 @@ HXTestHTTPScript &HXTestHTTPScript::delay(int milliseconds)
     return *this;
 }
 
+HXTestHTTPScript &HXTestHTTPScript::pause()
+{
+    m_steps.append(Step{Step::Pause});
+    return *this;
+}
+
 HXTestHTTPScript &HXTestHTTPScript::close()
 {
     m_steps.append(Step{Step::Close});
@@ -131,6 +137,15 @@ public:
                 ++m_stepIndex;
                 QTimer::singleShot(step.delayMs, this, [this] { run(); });
                 return;
+            case HXTestHTTPScript::Step::Pause: {
+                QMutexLocker lock(&m_shared->mutex);
+                if (!m_shared->resumed) {
+                    QTimer::singleShot(10, this, [this] { run(); });
+                    return;
+                }
+                ++m_stepIndex;
+                break;
+            }
             case HXTestHTTPScript::Step::Close:
                 ++m_stepIndex;
                 m_socket->disconnectFromHost();
@@ -287,6 +302,12 @@ int HXTestHTTPServer::connectionCount() const
 {
     QMutexLocker lock(&m_shared->mutex);
     return m_shared->connections;
+}
+
+void HXTestHTTPServer::resume()
+{
+    QMutexLocker lock(&m_shared->mutex);
+    m_shared->resumed = true;
 }
 
 bool HXTestHTTPServer::waitForRequests(int count, int timeoutMs) const

@@ -21,7 +21,7 @@ class HXTestHTTPScript
 public:
     struct Step
     {
-        enum Kind { ReadRequest, Write, Delay, Close, Hang, Reset };
+        enum Kind { ReadRequest, Write, Delay, Pause, Close, Hang, Reset };
         Kind kind = Close;
         QByteArray bytes;
         int pieceSize = 0;    // Write: split into pieces of this size (0: one write)
@@ -34,6 +34,8 @@ public:
     HXTestHTTPScript &readRequest();
     HXTestHTTPScript &write(const QByteArray &bytes, int pieceSize = 0, int pieceDelayMs = 0);
     HXTestHTTPScript &delay(int milliseconds);
+    // Waits until the test calls HXTestHTTPServer::resume().
+    HXTestHTTPScript &pause();
     // Closes after everything written has gone out.
     HXTestHTTPScript &close();
     // Keeps the connection open and does nothing more.
@@ -86,6 +88,8 @@ public:
     int connectionCount() const;
     // Runs the caller's event loop until `count` requests arrived.
     bool waitForRequests(int count, int timeoutMs = 5000) const;
+    // Lets every connection paused by its script go on.
+    void resume();
 
     // Used by the worker.
     struct Shared
@@ -95,6 +99,7 @@ public:
         std::unique_ptr<HXTestHTTPScript> defaultScript;
         QList<QByteArray> requests;
         int connections = 0;
+        bool resumed = false;
     };
 
 private:
