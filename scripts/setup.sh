@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build pkg-config git
+  build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-tools-dev libqt6sql6-sqlite
   libgl-dev
   libcurl4-openssl-dev libxml2-dev zlib1g-dev libssl-dev libjsmn-dev libsqlite3-dev
