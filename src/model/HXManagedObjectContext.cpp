@@ -227,14 +227,15 @@ void HXManagedObjectContext::_unregister(HXManagedObject *object)
     _registerUndo([this, object] { _register(object); });
 }
 
-HXManagedObject *HXManagedObjectContext::_makeObject(const HXEntityDescription *entity, qint64 number)
+HXManagedObject *HXManagedObjectContext::_makeObject(const HXEntityDescription *entity, qint64 number,
+                                                     const QByteArray &storeIdentifier)
 {
     std::unique_ptr<HXManagedObject> owned(entity->newObject());
     HXManagedObject *object = owned.get();
     object->m_entity = entity;
     object->m_context = this;
     object->m_number = number;
-    object->m_storeIdentifier = newStoreIdentifier();
+    object->m_storeIdentifier = storeIdentifier.isEmpty() ? newStoreIdentifier() : storeIdentifier;
     object->m_attributes.resize(size_t(entity->attributes().size()));
     object->m_toOne.assign(size_t(entity->relationships().size()), nullptr);
     // Slots for to-many members only where the entity has such relationships.
@@ -377,13 +378,27 @@ int HXManagedObjectContext::countForFetchRequest(const HXFetchRequest &request) 
 
 QList<HXManagedObject *> HXManagedObjectContext::registeredObjects() const
 {
+    // One pass over the objects in number order puts each in its entity's
+    // group (a model has few entities, and neighbours are mostly of one);
+    // the groups are then joined by entity name.
+    std::vector<std::pair<const HXEntityDescription *, QList<HXManagedObject *>>> groups;
+    qsizetype group = -1;
+    for (const auto &[number, object] : m_live) {
+        if (group < 0 || groups[size_t(group)].first != object->m_entity) {
+            const auto found = std::find_if(groups.begin(), groups.end(),
+                                            [object](const auto &entry) { return entry.first == object->m_entity; });
+            group = found - groups.begin();
+            if (found == groups.end())
+                groups.push_back({object->m_entity, {}});
+        }
+        groups[size_t(group)].second.append(object);
+    }
+    std::stable_sort(groups.begin(), groups.end(),
+                     [](const auto &a, const auto &b) { return a.first->name() < b.first->name(); });
     QList<HXManagedObject *> objects;
     objects.reserve(qsizetype(m_live.size()));
-    for (const auto &[number, object] : m_live)
-        objects.append(object);
-    std::stable_sort(objects.begin(), objects.end(), [](const HXManagedObject *a, const HXManagedObject *b) {
-        return a->m_entity->name() < b->m_entity->name();
-    });
+    for (const auto &entry : groups)
+        objects.append(entry.second);
     return objects;
 }
 
@@ -448,9 +463,7 @@ HXManagedObject *HXManagedObjectContext::insertLoadedObject(const HXEntityDescri
 {
     if (entity == nullptr || entity->isAbstract() || number <= 0 || m_live.count(number) != 0)
         return nullptr;
-    HXManagedObject *object = _makeObject(entity, number);
-    if (!identifier.isEmpty())
-        object->m_storeIdentifier = identifier;
+    HXManagedObject *object = _makeObject(entity, number, identifier);
     object->m_live = true;
     object->m_persisted = true;
     m_live.emplace(number, object);

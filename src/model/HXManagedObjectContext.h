@@ -113,7 +113,9 @@ Q_SIGNALS:
 private:
     friend class HXManagedObject;
 
-    HXManagedObject *_makeObject(const HXEntityDescription *entity, qint64 number);
+    // `storeIdentifier` empty: a fresh one.
+    HXManagedObject *_makeObject(const HXEntityDescription *entity, qint64 number,
+                                 const QByteArray &storeIdentifier = QByteArray());
     void _setAttribute(HXManagedObject *object, int index, const QVariant &value);
     void _setToOne(HXManagedObject *object, int index, HXManagedObject *target);
     void _addToMany(HXManagedObject *object, int index, HXManagedObject *target);

@@ -128,8 +128,9 @@ HXResult<HXXMLScanner::Tag> HXXMLScanner::readTag()
 
 HXResult<QByteArray> HXXMLScanner::decode(QByteArrayView raw, const char *position) const
 {
+    // Nothing to decode: the bytes are used where they are.
     if (!raw.contains('&'))
-        return raw.toByteArray();
+        return QByteArray::fromRawData(raw.data(), raw.size());
     QByteArray out;
     out.reserve(raw.size());
     for (qsizetype i = 0; i < raw.size(); ++i) {

@@ -51,6 +51,8 @@ protected:
     HXResult<void> skipMisc();
     HXResult<Tag> readTag();
     // The decoded text up to the next '<'.
+    // Text without references is not copied: the array then points into the
+    // scanned bytes and is only good while they are.
     HXResult<QByteArray> readText();
     HXResult<QByteArray> decode(QByteArrayView raw, const char *position) const;
     HXResult<QString> decodeString(QByteArrayView raw, const char *position) const;

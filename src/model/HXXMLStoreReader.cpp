@@ -16,6 +16,32 @@
 #include <cstring>
 #include <sys/stat.h>
 
+namespace {
+
+bool isControlCharacter(unsigned char c)
+{
+    return c < 0x20 && c != '\t' && c != '\n' && c != '\r';
+}
+
+// The first byte below 0x20 other than tab, line feed and carriage return,
+// or `end`. Blocks are tested without branching per byte, which the compiler
+// turns into vector code; only a block with such a byte is searched.
+const char *firstControlCharacter(const char *begin, const char *end)
+{
+    constexpr std::ptrdiff_t blockSize = 256;
+    const char *at = begin;
+    for (; end - at >= blockSize; at += blockSize) {
+        unsigned char found = 0;
+        for (std::ptrdiff_t i = 0; i < blockSize; ++i)
+            found |= static_cast<unsigned char>(isControlCharacter(static_cast<unsigned char>(at[i])));
+        if (found != 0)
+            break;
+    }
+    return std::find_if(at, end, [](char c) { return isControlCharacter(static_cast<unsigned char>(c)); });
+}
+
+} // namespace
+
 HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
 {
     if (m_end - m_at >= 5 && std::memcmp(m_at, "<?xml", 5) == 0) {
@@ -38,11 +64,9 @@ HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
     if (root->selfClosing)
         return fail(HXXMLStore::InvalidContentError, QStringLiteral("the <metadata> element is missing"));
     // Bytes XML never allows in a document.
-    for (const char *p = m_begin; p < m_end; ++p) {
-        const auto c = static_cast<unsigned char>(*p);
-        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
-            return malformed(QStringLiteral("a control character (byte %1)").arg(c), p);
-    }
+    if (const char *control = firstControlCharacter(m_begin, m_end); control != m_end)
+        return malformed(QStringLiteral("a control character (byte %1)").arg(static_cast<unsigned char>(*control)),
+                         control);
 
     auto metadataTag = nextTag();
     if (!metadataTag)
@@ -57,7 +81,9 @@ HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
 
     m_entities.clear();
     for (const HXEntityDescription *entity : m_model->entities())
-        m_entities.insert(entity->name().toUtf8(), entity);
+        m_entities.emplace_back(entity);
+    // Room for the objects of a typical document without growing.
+    m_objects.reserve((m_end - m_at) / 256);
     bool sawIntegrity = false;
     for (;;) {
         auto tag = nextTag();
@@ -254,9 +280,23 @@ HXResult<QVariant> HXXMLStoreReader::parseValue(const HXAttributeDescription &at
     return value;
 }
 
+HXXMLEntityNames *HXXMLStoreReader::entityNamed(QByteArrayView name)
+{
+    // Objects come grouped by entity: the last one found is the likely one.
+    for (size_t step = 0; step < m_entities.size(); ++step) {
+        const size_t at = (m_lastEntity + step) % m_entities.size();
+        if (m_entities[at].name() == name) {
+            m_lastEntity = at;
+            return &m_entities[at];
+        }
+    }
+    return nullptr;
+}
+
 HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectContext *context)
 {
-    const HXEntityDescription *entity = m_entities.value(tag.attribute("entity").toByteArray());
+    HXXMLEntityNames *names = entityNamed(tag.attribute("entity"));
+    const HXEntityDescription *entity = names != nullptr ? names->entity() : nullptr;
     if (entity == nullptr || entity->isAbstract())
         return fail(HXXMLStore::InvalidContentError,
                     QStringLiteral("unknown entity \"%1\"").arg(QString::fromUtf8(tag.attribute("entity"))),
@@ -278,14 +318,14 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
     if (id.isEmpty() || number <= 0)
         return fail(HXXMLStore::InvalidContentError,
                     QStringLiteral("invalid object id \"%1\"").arg(QString::fromUtf8(id)), tag.position);
-    const QByteArray identifier = id.toByteArray();
-    HXManagedObject *object = m_objects.contains(identifier)
-                                  ? nullptr
-                                  : context->insertLoadedObject(entity, number, legacy ? QByteArray() : identifier);
+    HXManagedObject *&slot = m_objects[id];
+    HXManagedObject *object =
+        slot == nullptr ? context->insertLoadedObject(entity, number, legacy ? QByteArray() : id.toByteArray())
+                        : nullptr;
     if (object == nullptr)
         return fail(HXXMLStore::InvalidContentError,
                     QStringLiteral("object id %1 is used twice").arg(QString::fromUtf8(id)), tag.position);
-    m_objects.insert(identifier, object);
+    slot = object;
     if (tag.selfClosing)
         return {};
 
@@ -300,22 +340,24 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
                 return malformed(QStringLiteral("</object> was expected"), child->position);
             return {};
         }
-        const QString name = QString::fromUtf8(child->attribute("name"));
+        const QByteArrayView nameBytes = child->attribute("name");
+        // Only for messages.
+        const auto name = [nameBytes] { return QString::fromUtf8(nameBytes); };
         if (child->name == "attribute") {
-            const int index = entity->attributeIndex(name);
+            const int index = names->attributeIndex(nameBytes);
             if (index < 0)
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("entity %1 has no attribute \"%2\"").arg(entity->name(), name),
+                            QStringLiteral("entity %1 has no attribute \"%2\"").arg(entity->name(), name()),
                             child->position);
             if (seenAttributes[index])
-                return fail(HXXMLStore::InvalidContentError, QStringLiteral("attribute \"%1\" appears twice").arg(name),
-                            child->position);
+                return fail(HXXMLStore::InvalidContentError,
+                            QStringLiteral("attribute \"%1\" appears twice").arg(name()), child->position);
             seenAttributes[index] = true;
             const HXAttributeDescription &description = entity->attributes().at(index);
-            if (child->attribute("type") != HXAttributeTypeName(description.type).toLatin1())
+            if (child->attribute("type") != names->attributeType(index))
                 return fail(HXXMLStore::InvalidContentError,
                             QStringLiteral("attribute \"%1\" should have type %2")
-                                .arg(name, HXAttributeTypeName(description.type)),
+                                .arg(name(), HXAttributeTypeName(description.type)),
                             child->position);
             const QByteArrayView encoding = child->attribute("encoding");
             auto text = elementText(*child);
@@ -326,14 +368,14 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
                 return value.error();
             context->setLoadedAttribute(object, index, *value);
         } else if (child->name == "relationship") {
-            const int index = entity->relationshipIndex(name);
-            if (index < 0 || !HXXMLStoreWriter::writesRelationship(entity, index))
+            const int index = names->relationshipIndex(nameBytes);
+            if (index < 0)
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("entity %1 stores no relationship \"%2\"").arg(entity->name(), name),
+                            QStringLiteral("entity %1 stores no relationship \"%2\"").arg(entity->name(), name()),
                             child->position);
             if (seenRelationships[index])
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("relationship \"%1\" appears twice").arg(name), child->position);
+                            QStringLiteral("relationship \"%1\" appears twice").arg(name()), child->position);
             seenRelationships[index] = true;
             int count = 0;
             const QByteArrayView targets = child->attribute("to");
@@ -349,12 +391,12 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
                     return fail(HXXMLStore::InvalidContentError,
                                 QStringLiteral("invalid object reference \"%1\"").arg(QString::fromUtf8(target)),
                                 child->position);
-                m_links.push_back({object, index, target.toByteArray(), child->position});
+                m_links.push_back({object, index, target, child->position});
                 ++count;
             }
             if (!entity->relationships().at(index).toMany && count != 1)
                 return fail(HXXMLStore::InvalidContentError,
-                            QStringLiteral("to-one relationship \"%1\" must name exactly one object").arg(name),
+                            QStringLiteral("to-one relationship \"%1\" must name exactly one object").arg(name()),
                             child->position);
             if (auto text = elementText(*child); !text)
                 return text.error();
@@ -373,7 +415,16 @@ HXResult<void> HXXMLStoreReader::checkIntegrity(const QByteArray &data, const QS
     *matches = true;
     const QByteArray marker = HXXMLStoreWriter::integrityMarker();
     const QByteArray documentEnd = HXXMLStoreWriter::documentEnd();
-    const qsizetype at = data.lastIndexOf(marker);
+    // The last marker in the file, found with memmem, which is much faster
+    // than a search from the end.
+    qsizetype at = -1;
+    for (const char *from = data.constData(), *end = from + data.size();;) {
+        const void *found = memmem(from, size_t(end - from), marker.constData(), size_t(marker.size()));
+        if (found == nullptr)
+            break;
+        at = static_cast<const char *>(found) - data.constData();
+        from = static_cast<const char *>(found) + 1;
+    }
     if (at < 0)
         return {};
     const qsizetype hashStart = at + marker.size();
@@ -399,8 +450,12 @@ HXResult<void> HXXMLStoreReader::checkMergeMarkers(const QByteArray &data, const
         if (end < 0)
             end = data.size();
         const QByteArrayView text(data.constData() + start, end - start);
+        // Lines of a document start with white space or "<"; the markers'
+        // own first bytes are tested first.
+        const char first = text.isEmpty() ? '\0' : text.front();
+        const bool candidate = first == '<' || first == '=' || first == '>' || first == '|';
         for (const char *marker : {"<<<<<<<", "=======", ">>>>>>>", "|||||||"}) {
-            if (text.startsWith(marker) &&
+            if (candidate && text.startsWith(marker) &&
                 (text.size() == 7 || text.at(7) == ' ' || text.at(7) == '\r' || text.at(7) == '\t'))
                 return HXXMLStore::error(
                     HXXMLStore::MergeConflictError,

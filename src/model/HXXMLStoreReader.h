@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HXResult.h"
+#include "HXXMLEntityNames.h"
 #include "HXXMLScanner.h"
 #include "HXXMLStore.h"
 
@@ -45,20 +46,23 @@ private:
     {
         HXManagedObject *object;
         int relationship;
-        QByteArray target;
+        QByteArrayView target;
         const char *position;
     };
 
     HXResult<void> readMetadata();
     HXResult<void> checkModel(const char *position) const;
     HXResult<void> readObject(const Tag &tag, HXManagedObjectContext *context);
+    HXXMLEntityNames *entityNamed(QByteArrayView name);
     HXResult<QVariant> parseValue(const HXAttributeDescription &attribute, const QByteArray &text,
                                   QByteArrayView encoding, const char *position) const;
 
     const HXManagedObjectModel *m_model;
-    QHash<QByteArray, const HXEntityDescription *> m_entities;
+    std::vector<HXXMLEntityNames> m_entities;
+    size_t m_lastEntity = 0;
+    // Ids and link targets point into the bytes being read.
     std::vector<PendingLink> m_links;
     // Objects by the id they have in the file.
-    QHash<QByteArray, HXManagedObject *> m_objects;
+    QHash<QByteArrayView, HXManagedObject *> m_objects;
     qint64 m_lastNumber = 0;
 };

@@ -3,14 +3,19 @@
 #include "HXManagedObject.h"
 #include "HXManagedObjectContext.h"
 #include "HXManagedObjectModel.h"
+#include "HXXMLOutputBuffer.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QSet>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 QByteArray HXXMLStoreWriter::integrityMarker()
@@ -60,7 +65,8 @@ bool isXMLSafe(const QString &text)
     return true;
 }
 
-void appendEscaped(QByteArray &out, const QByteArray &utf8)
+template <typename Output>
+void appendEscaped(Output &out, const QByteArray &utf8)
 {
     const bool plain = std::none_of(utf8.begin(), utf8.end(), [](char c) {
         return c == '&' || c == '<' || c == '>' || c == '"' || c == '\t' || c == '\n' || c == '\r';
@@ -107,61 +113,146 @@ QByteArray formatDouble(double value)
     return QByteArray::number(value, 'g', 17);
 }
 
+template <typename Integer>
+void appendInteger(HXXMLOutputBuffer &out, Integer value)
+{
+    char *at = out.reserve(24);
+    out.commit(std::to_chars(at, at + 24, value).ptr);
+}
+
+// Appends text made only of ASCII that XML carries as it is, escaped, and
+// returns true; returns false with `out` unchanged for any other text (and
+// for text so long that reserving room for its escapes is not worth it).
+bool appendPlainASCII(HXXMLOutputBuffer &out, QStringView text)
+{
+    // "&quot;" is the longest escape.
+    constexpr qsizetype longestEscape = 6;
+    if (text.size() > (qsizetype(1) << 16))
+        return false;
+    char *at = out.reserve(text.size() * longestEscape);
+    auto put = [&at](const char *escape, size_t length) {
+        std::memcpy(at, escape, length);
+        at += length;
+    };
+    for (const QChar character : text) {
+        const char16_t unit = character.unicode();
+        if (unit >= 0x80 || (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r'))
+            return false;
+        switch (unit) {
+        case u'&':
+            put("&amp;", 5);
+            break;
+        case u'<':
+            put("&lt;", 4);
+            break;
+        case u'>':
+            put("&gt;", 4);
+            break;
+        case u'"':
+            put("&quot;", 6);
+            break;
+        case u'\t':
+            put("&#9;", 4);
+            break;
+        case u'\n':
+            put("&#10;", 5);
+            break;
+        case u'\r':
+            put("&#13;", 5);
+            break;
+        default:
+            *at++ = char(unit);
+        }
+    }
+    out.commit(at);
+    return true;
+}
+
+void appendString(HXXMLOutputBuffer &out, const QString &text)
+{
+    out += '>';
+    if (appendPlainASCII(out, text))
+        return;
+    if (isXMLSafe(text)) {
+        appendEscaped(out, text.toUtf8());
+        return;
+    }
+    // Control characters or broken surrogates: keep the exact UTF-16.
+    out.chop(1);
+    QByteArray units(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
+    if constexpr (QSysInfo::ByteOrder == QSysInfo::BigEndian) {
+        for (qsizetype i = 0; i + 1 < units.size(); i += 2)
+            std::swap(units[i], units[i + 1]);
+    }
+    out += " encoding=\"utf16le-base64\">";
+    out += units.toBase64();
+}
+
+// What an entity's objects are written with, worked out once per save: the
+// fixed start of each line, and which properties go in which order.
 struct EntityLayout
 {
-    QList<int> attributes;    // sorted by name
-    QList<int> relationships; // written side only, sorted by name
+    struct Attribute
+    {
+        int index;
+        HXAttributeType type;
+        QByteArray start; // `  <attribute name="…" type="…"`
+    };
+    struct Relationship
+    {
+        int index;
+        bool toMany;
+        QByteArray start; // `  <relationship name="…" to="`
+    };
+    QByteArray objectStart;                  // ` <object entity="…" id="`
+    std::vector<Attribute> attributes;       // sorted by name
+    std::vector<Relationship> relationships; // written side only, sorted by name
 };
 
 EntityLayout layoutFor(const HXEntityDescription *entity)
 {
     EntityLayout layout;
-    for (int i = 0; i < entity->attributes().size(); ++i)
-        layout.attributes.append(i);
-    std::sort(layout.attributes.begin(), layout.attributes.end(),
-              [entity](int a, int b) { return entity->attributes().at(a).name < entity->attributes().at(b).name; });
-    for (int i = 0; i < entity->relationships().size(); ++i) {
-        if (HXXMLStoreWriter::writesRelationship(entity, i))
-            layout.relationships.append(i);
+    layout.objectStart = " <object entity=\"";
+    appendEscaped(layout.objectStart, entity->name().toUtf8());
+    layout.objectStart += "\" id=\"";
+    const auto &attributes = entity->attributes();
+    for (int i = 0; i < attributes.size(); ++i) {
+        QByteArray start = "  <attribute name=\"";
+        appendEscaped(start, attributes.at(i).name.toUtf8());
+        start += "\" type=\"" + HXAttributeTypeName(attributes.at(i).type).toLatin1() + '"';
+        layout.attributes.push_back({i, attributes.at(i).type, start});
     }
-    std::sort(layout.relationships.begin(), layout.relationships.end(), [entity](int a, int b) {
-        return entity->relationships().at(a).name < entity->relationships().at(b).name;
+    std::sort(layout.attributes.begin(), layout.attributes.end(), [&attributes](const auto &a, const auto &b) {
+        return attributes.at(a.index).name < attributes.at(b.index).name;
+    });
+    const auto &relationships = entity->relationships();
+    for (int i = 0; i < relationships.size(); ++i) {
+        if (!HXXMLStoreWriter::writesRelationship(entity, i))
+            continue;
+        QByteArray start = "  <relationship name=\"";
+        appendEscaped(start, relationships.at(i).name.toUtf8());
+        start += "\" to=\"";
+        layout.relationships.push_back({i, relationships.at(i).toMany, start});
+    }
+    std::sort(layout.relationships.begin(), layout.relationships.end(), [&relationships](const auto &a, const auto &b) {
+        return relationships.at(a.index).name < relationships.at(b.index).name;
     });
     return layout;
 }
 
-void appendAttribute(QByteArray &out, const HXAttributeDescription &attribute, const QVariant &value)
+void appendValue(HXXMLOutputBuffer &out, HXAttributeType type, const QVariant &value)
 {
-    out += "  <attribute name=\"";
-    appendEscaped(out, attribute.name.toUtf8());
-    out += "\" type=\"";
-    out += HXAttributeTypeName(attribute.type).toLatin1();
-    out += '"';
-    switch (attribute.type) {
-    case HXAttributeType::String: {
-        const QString text = value.toString();
-        if (isXMLSafe(text)) {
-            out += '>';
-            appendEscaped(out, text.toUtf8());
-        } else {
-            // Control characters or broken surrogates: keep the exact UTF-16.
-            QByteArray units(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
-            if constexpr (QSysInfo::ByteOrder == QSysInfo::BigEndian) {
-                for (qsizetype i = 0; i + 1 < units.size(); i += 2)
-                    std::swap(units[i], units[i + 1]);
-            }
-            out += " encoding=\"utf16le-base64\">";
-            out += units.toBase64();
-        }
+    switch (type) {
+    case HXAttributeType::String:
+        appendString(out, value.toString());
         break;
-    }
     case HXAttributeType::Integer64:
         out += '>';
-        out += QByteArray::number(value.toLongLong());
+        appendInteger(out, value.toLongLong());
         break;
     case HXAttributeType::UnsignedInteger64:
         out += '>';
-        out += QByteArray::number(value.toULongLong());
+        appendInteger(out, value.toULongLong());
         break;
     case HXAttributeType::Double:
         out += '>';
@@ -179,39 +270,75 @@ void appendAttribute(QByteArray &out, const HXAttributeDescription &attribute, c
         out += value.toByteArray().toBase64();
         break;
     }
-    out += "</attribute>\n";
 }
 
-void appendObject(QByteArray &out, const HXManagedObject *object, const EntityLayout &layout,
-                  const QHash<const HXManagedObject *, QByteArray> &identifiers)
+using Identifiers = QHash<const HXManagedObject *, QByteArray>;
+
+std::string_view view(const QByteArray &bytes)
 {
-    const HXEntityDescription *entity = object->entity();
-    out += " <object entity=\"";
-    appendEscaped(out, entity->name().toUtf8());
-    out += "\" id=\"" + identifiers.value(object) + "\">\n";
-    for (const int index : std::as_const(layout.attributes)) {
-        const HXAttributeDescription &attribute = entity->attributes().at(index);
-        const QVariant &value = object->attributeValue(index);
-        if (value.isValid())
-            appendAttribute(out, attribute, value);
-    }
-    for (const int index : std::as_const(layout.relationships)) {
-        const HXRelationshipDescription &relationship = entity->relationships().at(index);
-        QList<QByteArray> targets;
-        if (relationship.toMany) {
-            for (const HXManagedObject *target : object->toManyObjects(index))
-                targets.append(identifiers.value(target));
-            std::sort(targets.begin(), targets.end());
-        } else if (const HXManagedObject *target = object->toOneObject(index)) {
-            targets.append(identifiers.value(target));
-        }
-        if (targets.isEmpty())
+    return std::string_view(bytes.constData(), size_t(bytes.size()));
+}
+
+std::string_view identifierOf(const Identifiers &identifiers, const HXManagedObject *object)
+{
+    const auto found = identifiers.constFind(object);
+    return found == identifiers.cend() ? std::string_view() : view(found.value());
+}
+
+// `targets` is scratch space kept between calls.
+void appendObject(HXXMLOutputBuffer &out, const HXManagedObject *object, std::string_view identifier,
+                  const EntityLayout &layout, const Identifiers &identifiers, std::vector<std::string_view> &targets)
+{
+    out += layout.objectStart;
+    out += identifier;
+    out += "\">\n";
+    for (const EntityLayout::Attribute &attribute : layout.attributes) {
+        const QVariant &value = object->attributeValue(attribute.index);
+        if (!value.isValid())
             continue;
-        out += "  <relationship name=\"";
-        appendEscaped(out, relationship.name.toUtf8());
-        out += "\" to=\"" + targets.join(' ') + "\"/>\n";
+        out += attribute.start;
+        appendValue(out, attribute.type, value);
+        out += "</attribute>\n";
+    }
+    for (const EntityLayout::Relationship &relationship : layout.relationships) {
+        targets.clear();
+        if (relationship.toMany) {
+            for (const HXManagedObject *target : object->toManyObjects(relationship.index))
+                targets.push_back(identifierOf(identifiers, target));
+            std::sort(targets.begin(), targets.end());
+        } else if (const HXManagedObject *target = object->toOneObject(relationship.index)) {
+            targets.push_back(identifierOf(identifiers, target));
+        }
+        if (targets.empty())
+            continue;
+        out += relationship.start;
+        for (size_t i = 0; i < targets.size(); ++i) {
+            if (i > 0)
+                out += ' ';
+            out += targets[i];
+        }
+        out += "\"/>\n";
     }
     out += " </object>\n";
+}
+
+// The uuid an object of `entity` may be known by, or an empty array.
+QByteArray usableUUID(const HXManagedObject &object, int uuidIndex)
+{
+    if (uuidIndex < 0)
+        return {};
+    const QByteArray uuid = object.attributeValue(uuidIndex).toString().toLatin1();
+    const bool usable =
+        !uuid.isEmpty() && uuid.size() <= 64 && !HXXMLStoreWriter::isLegacyIdentifier(uuid) &&
+        std::all_of(uuid.begin(), uuid.end(), [](char c) {
+            return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-';
+        });
+    return usable ? uuid : QByteArray();
+}
+
+int uuidIndexOf(const HXEntityDescription *entity)
+{
+    return entity->attributeIndex(QStringLiteral("uuid"));
 }
 
 } // namespace
@@ -221,13 +348,18 @@ QHash<const HXManagedObject *, QByteArray> HXXMLStoreWriter::fileIdentifiers(con
     QHash<const HXManagedObject *, QByteArray> identifiers;
     QSet<QByteArray> taken;
     identifiers.reserve(objects.size());
+    taken.reserve(objects.size());
+    const HXEntityDescription *entity = nullptr;
+    int uuidIndex = -1;
     for (const HXManagedObject *object : objects) {
+        if (object->entity() != entity) {
+            entity = object->entity();
+            uuidIndex = uuidIndexOf(entity);
+        }
         // An object with a uuid (requests, variables) is known by it, as long
         // as it is usable in the file and no other object claims it.
-        QByteArray identifier = preferredIdentifier(*object);
-        if (taken.contains(identifier))
-            identifier.clear();
-        if (identifier.isEmpty())
+        QByteArray identifier = usableUUID(*object, uuidIndex);
+        if (identifier.isEmpty() || taken.contains(identifier))
             identifier = object->storeIdentifier();
         taken.insert(identifier);
         identifiers.insert(object, identifier);
@@ -237,18 +369,8 @@ QHash<const HXManagedObject *, QByteArray> HXXMLStoreWriter::fileIdentifiers(con
 
 QByteArray HXXMLStoreWriter::preferredIdentifier(const HXManagedObject &object)
 {
-    const int uuidIndex = object.entity()->attributeIndex(QStringLiteral("uuid"));
-    if (uuidIndex >= 0) {
-        const QByteArray uuid = object.attributeValue(uuidIndex).toString().toLatin1();
-        const bool usable =
-            !uuid.isEmpty() && uuid.size() <= 64 && !isLegacyIdentifier(uuid) &&
-            std::all_of(uuid.begin(), uuid.end(), [](char c) {
-                return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-';
-            });
-        if (usable)
-            return uuid;
-    }
-    return object.storeIdentifier();
+    QByteArray uuid = usableUUID(object, uuidIndexOf(object.entity()));
+    return uuid.isEmpty() ? object.storeIdentifier() : uuid;
 }
 
 bool HXXMLStoreWriter::isLegacyIdentifier(QByteArrayView identifier)
@@ -260,37 +382,45 @@ bool HXXMLStoreWriter::isLegacyIdentifier(QByteArrayView identifier)
 void HXXMLStoreWriter::serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink)
 {
     const HXManagedObjectModel *model = context.managedObjectModel();
-    QList<HXManagedObject *> objects = context.registeredObjects();
-    const QHash<const HXManagedObject *, QByteArray> identifiers = fileIdentifiers(objects);
-    // By entity, then by the object's own id: where an object goes depends on
+    // Grouped by entity, the entities by name.
+    const QList<HXManagedObject *> objects = context.registeredObjects();
+    const Identifiers identifiers = fileIdentifiers(objects);
+    // Each entity's objects by their own id: where an object goes depends on
     // nothing that another branch of the document could change, so adding an
-    // object adds its lines and changes no other. The keys are looked up once,
-    // not on every comparison.
-    struct SortKey
+    // object adds its lines and changes no other.
+    // The first eight bytes of an id, as a number that orders like them,
+    // decide almost every comparison without reading the id itself.
+    struct Entry
     {
-        QString entity;
-        QByteArray identifier;
-        HXManagedObject *object;
+        quint64 prefix;
+        std::string_view identifier;
+        const HXManagedObject *object;
     };
-    std::vector<SortKey> keys;
-    keys.reserve(size_t(objects.size()));
-    for (HXManagedObject *object : objects)
-        keys.push_back({object->entity()->name(), identifiers.value(object), object});
-    std::sort(keys.begin(), keys.end(), [](const SortKey &a, const SortKey &b) {
-        if (const int order = a.entity.compare(b.entity); order != 0)
-            return order < 0;
-        return a.identifier < b.identifier;
-    });
-    for (size_t i = 0; i < keys.size(); ++i)
-        objects[qsizetype(i)] = keys[i].object;
+    std::vector<Entry> entries;
+    entries.reserve(size_t(objects.size()));
+    for (const HXManagedObject *object : objects) {
+        const std::string_view identifier = identifierOf(identifiers, object);
+        quint64 prefix = 0;
+        for (size_t i = 0; i < 8; ++i)
+            prefix = prefix << 8 | (i < identifier.size() ? static_cast<unsigned char>(identifier[i]) : 0);
+        entries.push_back({prefix, identifier, object});
+    }
+    for (auto run = entries.begin(); run != entries.end();) {
+        const HXEntityDescription *entity = run->object->entity();
+        const auto runEnd =
+            std::find_if(run, entries.end(), [entity](const Entry &entry) { return entry.object->entity() != entity; });
+        std::sort(run, runEnd, [](const Entry &a, const Entry &b) {
+            return a.prefix != b.prefix ? a.prefix < b.prefix : a.identifier < b.identifier;
+        });
+        run = runEnd;
+    }
 
     // Written in chunks, so a large document never sits in memory twice.
     constexpr qsizetype chunkSize = 1 << 20;
-    QByteArray out;
-    out.reserve(chunkSize + 64 * 1024);
+    HXXMLOutputBuffer out(chunkSize + 64 * 1024);
     auto flush = [&] {
-        sink(out);
-        out.resize(0);
+        sink(out.bytes());
+        out.clear();
     };
     out += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<kea-document format=\"";
     out += QByteArray::number(formatVersion);
@@ -320,22 +450,23 @@ void HXXMLStoreWriter::serialize(const HXManagedObjectContext &context, const st
     }
     std::sort(entities.begin(), entities.end(),
               [](const HXEntityDescription *a, const HXEntityDescription *b) { return a->name() < b->name(); });
-    qsizetype next = 0;
+    std::vector<std::string_view> targets;
+    auto next = entries.cbegin();
     for (const HXEntityDescription *entity : std::as_const(entities)) {
         out += " <!-- ";
         out += entity->name().toUtf8();
         out += " -->\n";
         const EntityLayout layout = layoutFor(entity);
-        for (; next < objects.size() && objects.at(next)->entity() == entity; ++next) {
-            appendObject(out, objects.at(next), layout, identifiers);
+        for (; next != entries.cend() && next->object->entity() == entity; ++next) {
+            appendObject(out, next->object, next->identifier, layout, identifiers, targets);
             if (out.size() >= chunkSize)
                 flush();
         }
     }
     // Objects of an entity the model does not list (none today) are still
     // written, never dropped.
-    for (; next < objects.size(); ++next)
-        appendObject(out, objects.at(next), layoutFor(objects.at(next)->entity()), identifiers);
+    for (; next != entries.cend(); ++next)
+        appendObject(out, next->object, next->identifier, layoutFor(next->object->entity()), identifiers, targets);
     out += "</kea-document>\n";
-    sink(out);
+    sink(out.bytes());
 }
