@@ -83,7 +83,7 @@ HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
     for (const HXEntityDescription *entity : m_model->entities())
         m_entities.emplace_back(entity);
     // Room for the objects of a typical document without growing.
-    m_objects.reserve((m_end - m_at) / 256);
+    m_objects = HXXMLObjectsById(size_t(m_end - m_at) / 256);
     bool sawIntegrity = false;
     for (;;) {
         auto tag = nextTag();
@@ -318,14 +318,14 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
     if (id.isEmpty() || number <= 0)
         return fail(HXXMLStore::InvalidContentError,
                     QStringLiteral("invalid object id \"%1\"").arg(QString::fromUtf8(id)), tag.position);
-    HXManagedObject *&slot = m_objects[id];
     HXManagedObject *object =
-        slot == nullptr ? context->insertLoadedObject(entity, number, legacy ? QByteArray() : id.toByteArray())
-                        : nullptr;
+        m_objects.value(id) == nullptr
+            ? context->insertLoadedObject(entity, number, legacy ? QByteArray() : id.toByteArray())
+            : nullptr;
     if (object == nullptr)
         return fail(HXXMLStore::InvalidContentError,
                     QStringLiteral("object id %1 is used twice").arg(QString::fromUtf8(id)), tag.position);
-    slot = object;
+    m_objects.insert(id, object);
     if (tag.selfClosing)
         return {};
 

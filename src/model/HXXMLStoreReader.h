@@ -2,10 +2,9 @@
 
 #include "HXResult.h"
 #include "HXXMLEntityNames.h"
+#include "HXXMLObjectsById.h"
 #include "HXXMLScanner.h"
 #include "HXXMLStore.h"
-
-#include <QHash>
 
 #include <vector>
 
@@ -63,6 +62,6 @@ private:
     // Ids and link targets point into the bytes being read.
     std::vector<PendingLink> m_links;
     // Objects by the id they have in the file.
-    QHash<QByteArrayView, HXManagedObject *> m_objects;
+    HXXMLObjectsById m_objects;
     qint64 m_lastNumber = 0;
 };

@@ -3,10 +3,10 @@
 #include "HXManagedObject.h"
 #include "HXManagedObjectContext.h"
 #include "HXManagedObjectModel.h"
+#include "HXXMLObjectIds.h"
 #include "HXXMLOutputBuffer.h"
 
 #include <QDateTime>
-#include <QHash>
 #include <QSet>
 
 #include <algorithm>
@@ -272,22 +272,9 @@ void appendValue(HXXMLOutputBuffer &out, HXAttributeType type, const QVariant &v
     }
 }
 
-using Identifiers = QHash<const HXManagedObject *, QByteArray>;
-
-std::string_view view(const QByteArray &bytes)
-{
-    return std::string_view(bytes.constData(), size_t(bytes.size()));
-}
-
-std::string_view identifierOf(const Identifiers &identifiers, const HXManagedObject *object)
-{
-    const auto found = identifiers.constFind(object);
-    return found == identifiers.cend() ? std::string_view() : view(found.value());
-}
-
 // `targets` is scratch space kept between calls.
 void appendObject(HXXMLOutputBuffer &out, const HXManagedObject *object, std::string_view identifier,
-                  const EntityLayout &layout, const Identifiers &identifiers, std::vector<std::string_view> &targets)
+                  const EntityLayout &layout, const HXXMLObjectIds &identifiers, std::vector<std::string_view> &targets)
 {
     out += layout.objectStart;
     out += identifier;
@@ -304,10 +291,10 @@ void appendObject(HXXMLOutputBuffer &out, const HXManagedObject *object, std::st
         targets.clear();
         if (relationship.toMany) {
             for (const HXManagedObject *target : object->toManyObjects(relationship.index))
-                targets.push_back(identifierOf(identifiers, target));
+                targets.push_back(identifiers.of(target));
             std::sort(targets.begin(), targets.end());
         } else if (const HXManagedObject *target = object->toOneObject(relationship.index)) {
-            targets.push_back(identifierOf(identifiers, target));
+            targets.push_back(identifiers.of(target));
         }
         if (targets.empty())
             continue;
@@ -343,11 +330,11 @@ int uuidIndexOf(const HXEntityDescription *entity)
 
 } // namespace
 
-QHash<const HXManagedObject *, QByteArray> HXXMLStoreWriter::fileIdentifiers(const QList<HXManagedObject *> &objects)
+std::vector<QByteArray> HXXMLStoreWriter::fileIdentifiers(const QList<HXManagedObject *> &objects)
 {
-    QHash<const HXManagedObject *, QByteArray> identifiers;
+    std::vector<QByteArray> identifiers;
     QSet<QByteArray> taken;
-    identifiers.reserve(objects.size());
+    identifiers.reserve(size_t(objects.size()));
     taken.reserve(objects.size());
     const HXEntityDescription *entity = nullptr;
     int uuidIndex = -1;
@@ -362,7 +349,7 @@ QHash<const HXManagedObject *, QByteArray> HXXMLStoreWriter::fileIdentifiers(con
         if (identifier.isEmpty() || taken.contains(identifier))
             identifier = object->storeIdentifier();
         taken.insert(identifier);
-        identifiers.insert(object, identifier);
+        identifiers.push_back(identifier);
     }
     return identifiers;
 }
@@ -384,7 +371,8 @@ void HXXMLStoreWriter::serialize(const HXManagedObjectContext &context, const st
     const HXManagedObjectModel *model = context.managedObjectModel();
     // Grouped by entity, the entities by name.
     const QList<HXManagedObject *> objects = context.registeredObjects();
-    const Identifiers identifiers = fileIdentifiers(objects);
+    const std::vector<QByteArray> identifierBytes = fileIdentifiers(objects);
+    const HXXMLObjectIds identifiers(objects, identifierBytes);
     // Each entity's objects by their own id: where an object goes depends on
     // nothing that another branch of the document could change, so adding an
     // object adds its lines and changes no other.
@@ -398,8 +386,10 @@ void HXXMLStoreWriter::serialize(const HXManagedObjectContext &context, const st
     };
     std::vector<Entry> entries;
     entries.reserve(size_t(objects.size()));
-    for (const HXManagedObject *object : objects) {
-        const std::string_view identifier = identifierOf(identifiers, object);
+    for (qsizetype i = 0; i < objects.size(); ++i) {
+        const HXManagedObject *object = objects.at(i);
+        const std::string_view identifier(identifierBytes[size_t(i)].constData(),
+                                          size_t(identifierBytes[size_t(i)].size()));
         quint64 prefix = 0;
         for (size_t i = 0; i < 8; ++i)
             prefix = prefix << 8 | (i < identifier.size() ? static_cast<unsigned char>(identifier[i]) : 0);

@@ -2,10 +2,10 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
-#include <QHash>
 #include <QList>
 
 #include <functional>
+#include <vector>
 
 class HXEntityDescription;
 class HXManagedObject;
@@ -36,8 +36,9 @@ public:
     // The document's bytes handed to `sink` in chunks.
     static void serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink);
 
-    // The id each object is written with (see above).
-    static QHash<const HXManagedObject *, QByteArray> fileIdentifiers(const QList<HXManagedObject *> &objects);
+    // The id each object is written with (see above), in the order of
+    // `objects`: the first object to claim a uuid gets it.
+    static std::vector<QByteArray> fileIdentifiers(const QList<HXManagedObject *> &objects);
     // Whether an id is a counter id ("p12") of files written before.
     // The id an object gets in the file unless another object claims it
     // first: its uuid (requests, variables) when usable, else its store

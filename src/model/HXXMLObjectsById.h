@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QHashFunctions>
+
+#include <vector>
+
+class HXManagedObject;
+
+// The objects read so far, by the id they have in the file. Open addressing
+// over the ids' seeded hashes, kept in the slots: a lookup touches one slot
+// and the id's bytes, where QHash goes through its span and its node as well.
+// The ids point into the bytes being read, which must outlive the table.
+class HXXMLObjectsById
+{
+public:
+    explicit HXXMLObjectsById(size_t expected = 0) { grow(expected); }
+
+    // The object read with `id`, or null.
+    HXManagedObject *value(QByteArrayView id) const
+    {
+        const size_t hash = hashOf(id);
+        for (size_t at = hash & mask();; at = (at + 1) & mask()) {
+            const Slot &slot = m_slots[at];
+            if (slot.object == nullptr)
+                return nullptr;
+            if (slot.hash == hash && slot.id == id)
+                return slot.object;
+        }
+    }
+
+    // Records `object` under an id that is not in the table yet.
+    void insert(QByteArrayView id, HXManagedObject *object)
+    {
+        if (2 * (m_count + 1) > m_slots.size())
+            grow(m_count + 1);
+        place({hashOf(id), id, object});
+        ++m_count;
+    }
+
+private:
+    struct Slot
+    {
+        size_t hash = 0;
+        QByteArrayView id;
+        HXManagedObject *object = nullptr;
+    };
+
+    static size_t hashOf(QByteArrayView id) { return qHash(id, QHashSeed::globalSeed()); }
+    size_t mask() const { return m_slots.size() - 1; }
+
+    void place(const Slot &slot)
+    {
+        size_t at = slot.hash & mask();
+        while (m_slots[at].object != nullptr)
+            at = (at + 1) & mask();
+        m_slots[at] = slot;
+    }
+
+    // Room for `count` objects with the table at most half full.
+    void grow(size_t count)
+    {
+        size_t size = 16;
+        while (size < 2 * count)
+            size *= 2;
+        if (size <= m_slots.size())
+            return;
+        std::vector<Slot> old(size);
+        old.swap(m_slots);
+        for (const Slot &slot : old) {
+            if (slot.object != nullptr)
+                place(slot);
+        }
+    }
+
+    std::vector<Slot> m_slots;
+    size_t m_count = 0;
+};
