@@ -332,24 +332,43 @@ int uuidIndexOf(const HXEntityDescription *entity)
 
 std::vector<QByteArray> HXXMLStoreWriter::fileIdentifiers(const QList<HXManagedObject *> &objects)
 {
-    std::vector<QByteArray> identifiers;
+    // Store identifiers are unique in a context. Objects known by theirs come
+    // first: those without a usable uuid, and those whose uuid already is
+    // their store identifier (read from a file by it). The others are known
+    // by their uuid unless it is taken or is another object's store
+    // identifier, and else by their own: no two objects share an id, even
+    // when two requests share a uuid and the one read by it comes later.
+    std::vector<QByteArray> identifiers(size_t(objects.size()));
+    std::vector<QByteArray> uuids(size_t(objects.size()));
     QSet<QByteArray> taken;
-    identifiers.reserve(size_t(objects.size()));
+    QSet<QByteArray> otherStoreIdentifiers;
     taken.reserve(objects.size());
     const HXEntityDescription *entity = nullptr;
     int uuidIndex = -1;
-    for (const HXManagedObject *object : objects) {
+    for (qsizetype i = 0; i < objects.size(); ++i) {
+        const HXManagedObject *object = objects.at(i);
         if (object->entity() != entity) {
             entity = object->entity();
             uuidIndex = uuidIndexOf(entity);
         }
-        // An object with a uuid (requests, variables) is known by it, as long
-        // as it is usable in the file and no other object claims it.
-        QByteArray identifier = usableUUID(*object, uuidIndex);
-        if (identifier.isEmpty() || taken.contains(identifier))
-            identifier = object->storeIdentifier();
+        QByteArray uuid = usableUUID(*object, uuidIndex);
+        QByteArray storeIdentifier = object->storeIdentifier();
+        if (uuid.isEmpty() || uuid == storeIdentifier) {
+            taken.insert(storeIdentifier);
+            identifiers[size_t(i)] = std::move(storeIdentifier);
+        } else {
+            otherStoreIdentifiers.insert(storeIdentifier);
+            uuids[size_t(i)] = std::move(uuid);
+        }
+    }
+    for (qsizetype i = 0; i < objects.size(); ++i) {
+        const QByteArray &uuid = uuids[size_t(i)];
+        if (uuid.isEmpty())
+            continue;
+        QByteArray &identifier = identifiers[size_t(i)];
+        identifier =
+            taken.contains(uuid) || otherStoreIdentifiers.contains(uuid) ? objects.at(i)->storeIdentifier() : uuid;
         taken.insert(identifier);
-        identifiers.push_back(identifier);
     }
     return identifiers;
 }

@@ -37,13 +37,13 @@ public:
     static void serialize(const HXManagedObjectContext &context, const std::function<void(QByteArrayView)> &sink);
 
     // The id each object is written with (see above), in the order of
-    // `objects`: the first object to claim a uuid gets it.
+    // `objects`; no two get the same.
     static std::vector<QByteArray> fileIdentifiers(const QList<HXManagedObject *> &objects);
-    // Whether an id is a counter id ("p12") of files written before.
     // The id an object gets in the file unless another object claims it
     // first: its uuid (requests, variables) when usable, else its store
     // identifier.
     static QByteArray preferredIdentifier(const HXManagedObject &object);
+    // Whether an id is a counter id ("p12") of files written before.
     static bool isLegacyIdentifier(QByteArrayView identifier);
 
     // Whether a relationship is written on this side of its pair: the to-one

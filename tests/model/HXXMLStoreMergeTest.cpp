@@ -221,3 +221,26 @@ TEST(XMLStoreMergeTest, MergeConflictsAreRefusedNamingTheFirstMarker)
 }
 
 } // namespace
+
+TEST(XMLStoreMergeTest, RequestsSharingAUuidKeepDistinctIdsThroughSavesAndLoads)
+{
+    // Merging two branches that both copied a request gives requests with
+    // one uuid. The one read by it sorts last (after every hexadecimal store
+    // identifier), so the others come before it when the file is read again.
+    auto context = sampleDocument();
+    const QString uuid = QStringLiteral("ffffffff-ffff-4fff-bfff-ffffffffffff");
+    const QList<HXManagedObject *> requests =
+        context->executeFetchRequest(HXFetchRequest(QStringLiteral("HXRequest"))).value();
+    for (HXManagedObject *request : requests)
+        request->setValueForKey(uuid, QStringLiteral("uuid"));
+    context->processPendingChanges();
+    QByteArray saved = HXXMLStore::serialize(*context);
+    for (int round = 0; round < 3; ++round) {
+        const QStringList ids = objectIds(saved);
+        EXPECT_EQ(QSet<QString>(ids.begin(), ids.end()).size(), ids.size()) << "round " << round;
+        EXPECT_EQ(ids.count(uuid), 1);
+        auto loaded = load(saved);
+        ASSERT_TRUE(loaded);
+        saved = HXXMLStore::serialize(*loaded);
+    }
+}
