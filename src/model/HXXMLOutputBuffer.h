@@ -44,6 +44,10 @@ public:
         m_size += qsizetype(text.size());
         return *this;
     }
+    HXXMLOutputBuffer &operator+=(QByteArrayView bytes)
+    {
+        return *this += std::string_view(bytes.data(), size_t(bytes.size()));
+    }
     HXXMLOutputBuffer &operator+=(const char *text) { return *this += std::string_view(text); }
     HXXMLOutputBuffer &operator+=(const QByteArray &bytes)
     {

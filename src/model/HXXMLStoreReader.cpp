@@ -83,7 +83,7 @@ HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
     for (const HXEntityDescription *entity : m_model->entities())
         m_entities.emplace_back(entity);
     // Room for the objects of a typical document without growing.
-    m_objects = HXXMLObjectsById(size_t(m_end - m_at) / 256);
+    m_objects = HXXMLObjectsById(size_t(m_end - m_at) / 512);
     bool sawIntegrity = false;
     for (;;) {
         auto tag = nextTag();

@@ -65,42 +65,43 @@ bool isXMLSafe(const QString &text)
     return true;
 }
 
+// The reference a character is written as in text and attribute values;
+// empty for a character written as it is.
+std::string_view escapeOf(char16_t c)
+{
+    switch (c) {
+    case u'&':
+        return "&amp;";
+    case u'<':
+        return "&lt;";
+    case u'>':
+        return "&gt;";
+    case u'"':
+        return "&quot;";
+    case u'\t':
+        return "&#9;";
+    case u'\n':
+        return "&#10;";
+    case u'\r':
+        return "&#13;";
+    default:
+        return {};
+    }
+}
+
 template <typename Output>
 void appendEscaped(Output &out, const QByteArray &utf8)
 {
-    const bool plain = std::none_of(utf8.begin(), utf8.end(), [](char c) {
-        return c == '&' || c == '<' || c == '>' || c == '"' || c == '\t' || c == '\n' || c == '\r';
-    });
-    if (plain) {
+    const auto escaped = [](char c) { return !escapeOf(static_cast<unsigned char>(c)).empty(); };
+    if (std::none_of(utf8.begin(), utf8.end(), escaped)) {
         out += utf8;
         return;
     }
     for (const char c : utf8) {
-        switch (c) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\t':
-            out += "&#9;";
-            break;
-        case '\n':
-            out += "&#10;";
-            break;
-        case '\r':
-            out += "&#13;";
-            break;
-        default:
+        if (const std::string_view escape = escapeOf(static_cast<unsigned char>(c)); !escape.empty())
+            out += QByteArrayView(escape.data(), qsizetype(escape.size()));
+        else
             out += c;
-        }
     }
 }
 
@@ -130,37 +131,14 @@ bool appendPlainASCII(HXXMLOutputBuffer &out, QStringView text)
     if (text.size() > (qsizetype(1) << 16))
         return false;
     char *at = out.reserve(text.size() * longestEscape);
-    auto put = [&at](const char *escape, size_t length) {
-        std::memcpy(at, escape, length);
-        at += length;
-    };
     for (const QChar character : text) {
         const char16_t unit = character.unicode();
         if (unit >= 0x80 || (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r'))
             return false;
-        switch (unit) {
-        case u'&':
-            put("&amp;", 5);
-            break;
-        case u'<':
-            put("&lt;", 4);
-            break;
-        case u'>':
-            put("&gt;", 4);
-            break;
-        case u'"':
-            put("&quot;", 6);
-            break;
-        case u'\t':
-            put("&#9;", 4);
-            break;
-        case u'\n':
-            put("&#10;", 5);
-            break;
-        case u'\r':
-            put("&#13;", 5);
-            break;
-        default:
+        if (const std::string_view escape = escapeOf(unit); !escape.empty()) {
+            std::memcpy(at, escape.data(), escape.size());
+            at += escape.size();
+        } else {
             *at++ = char(unit);
         }
     }
