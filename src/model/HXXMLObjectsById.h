@@ -17,36 +17,6 @@ class HXXMLObjectsById
 public:
     explicit HXXMLObjectsById(size_t expected = 0) { grow(expected); }
 
-    // The object read with `id`, or null.
-    HXManagedObject *value(QByteArrayView id) const
-    {
-        const size_t hash = hashOf(id);
-        for (size_t at = hash & mask();; at = (at + 1) & mask()) {
-            const Slot &slot = m_slots[at];
-            if (slot.object == nullptr)
-                return nullptr;
-            if (slot.hash == hash && slot.id == id)
-                return slot.object;
-        }
-    }
-
-    // Records `object` under an id that is not in the table yet.
-    void insert(QByteArrayView id, HXManagedObject *object)
-    {
-        if (2 * (m_count + 1) > m_slots.size())
-            grow(m_count + 1);
-        place({hashOf(id), id, object});
-        ++m_count;
-    }
-
-private:
-    struct Slot
-    {
-        size_t hash = 0;
-        QByteArrayView id;
-        HXManagedObject *object = nullptr;
-    };
-
     // Eight bytes at a time, each step a multiply folded onto itself, from
     // Qt's per-process seed: ids of 32 bytes hash in a few nanoseconds, and
     // a file cannot choose ids that collide without knowing the seed.
@@ -66,9 +36,48 @@ private:
             hash = mix(hash ^ word);
         }
         quint64 tail = 0;
-        std::memcpy(&tail, at, size_t(left));
+        if (left > 0)
+            std::memcpy(&tail, at, size_t(left));
         return size_t(mix(mix(hash ^ tail) ^ seed));
     }
+
+    // The object read with `id`, or null.
+    HXManagedObject *value(QByteArrayView id) const { return value(id, hashOf(id)); }
+    // The same, with the id's hash worked out before.
+    HXManagedObject *value(QByteArrayView id, size_t hash) const
+    {
+        for (size_t at = hash & mask();; at = (at + 1) & mask()) {
+            const Slot &slot = m_slots[at];
+            if (slot.object == nullptr)
+                return nullptr;
+            if (slot.hash == hash && slot.id == id)
+                return slot.object;
+        }
+    }
+
+    // Starts loading the slot an id of this hash is looked up in first, for
+    // a lookup a little later.
+    void prefetch(size_t hash) const { __builtin_prefetch(&m_slots[hash & mask()]); }
+    // Then the id the slot holds, once the slot is at hand.
+    void prefetchId(size_t hash) const { __builtin_prefetch(m_slots[hash & mask()].id.data()); }
+
+    // Records `object` under an id that is not in the table yet.
+    void insert(QByteArrayView id, HXManagedObject *object)
+    {
+        if (2 * (m_count + 1) > m_slots.size())
+            grow(m_count + 1);
+        place({hashOf(id), id, object});
+        ++m_count;
+    }
+
+private:
+    struct Slot
+    {
+        size_t hash = 0;
+        QByteArrayView id;
+        HXManagedObject *object = nullptr;
+    };
+
     size_t mask() const { return m_slots.size() - 1; }
 
     void place(const Slot &slot)

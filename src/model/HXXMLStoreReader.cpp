@@ -115,8 +115,19 @@ HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
     if (m_at != m_end)
         return malformed(QStringLiteral("content after the end of the document"));
 
-    for (const PendingLink &link : m_links) {
-        HXManagedObject *target = m_objects.value(link.target);
+    // The table and the ids are larger than the caches, so each lookup
+    // waits for memory: for the links a few places on, the slots and the
+    // ids to compare are loaded while this one is resolved.
+    constexpr size_t lookAhead = 16;
+    for (size_t i = 0; i < m_links.size(); ++i) {
+        if (i + lookAhead < m_links.size()) {
+            m_objects.prefetch(m_links[i + lookAhead].targetHash);
+            __builtin_prefetch(m_links[i + lookAhead].target.data());
+        }
+        if (i + lookAhead / 2 < m_links.size())
+            m_objects.prefetchId(m_links[i + lookAhead / 2].targetHash);
+        const PendingLink &link = m_links[i];
+        HXManagedObject *target = m_objects.value(link.target, link.targetHash);
         if (target == nullptr)
             return fail(HXXMLStore::InvalidContentError,
                         QStringLiteral("reference to a missing object %1").arg(QString::fromUtf8(link.target)),
@@ -391,7 +402,7 @@ HXResult<void> HXXMLStoreReader::readObject(const Tag &tag, HXManagedObjectConte
                     return fail(HXXMLStore::InvalidContentError,
                                 QStringLiteral("invalid object reference \"%1\"").arg(QString::fromUtf8(target)),
                                 child->position);
-                m_links.push_back({object, index, target, child->position});
+                m_links.push_back({object, index, target, HXXMLObjectsById::hashOf(target), child->position});
                 ++count;
             }
             if (!entity->relationships().at(index).toMany && count != 1)

@@ -46,6 +46,7 @@ private:
         HXManagedObject *object;
         int relationship;
         QByteArrayView target;
+        size_t targetHash; // worked out while the bytes are at hand
         const char *position;
     };
 
