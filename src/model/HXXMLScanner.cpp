@@ -25,6 +25,32 @@ bool HXXMLScanner::Tag::hasAttribute(QByteArrayView key) const
     return false;
 }
 
+namespace {
+
+bool isControlCharacter(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+}
+
+} // namespace
+
+const char *HXXMLScanner::firstControlCharacter(const char *begin, const char *end)
+{
+    // Blocks are tested without a branch per byte, which the compiler turns
+    // into vector code; only a block with such a byte is searched.
+    constexpr std::ptrdiff_t blockSize = 256;
+    const char *at = begin;
+    for (; end - at >= blockSize; at += blockSize) {
+        unsigned char found = 0;
+        for (std::ptrdiff_t i = 0; i < blockSize; ++i)
+            found |= static_cast<unsigned char>(isControlCharacter(at[i]));
+        if (found != 0)
+            break;
+    }
+    return std::find_if(at, end, isControlCharacter);
+}
+
 qint64 HXXMLScanner::lineAt(const char *position) const
 {
     return 1 + std::count(m_begin, position, '\n');

@@ -46,6 +46,10 @@ protected:
                c == ':' || c == '.';
     }
 
+    // The first byte below 0x20 other than tab, line feed and carriage
+    // return (none of which XML allows), or `end`.
+    static const char *firstControlCharacter(const char *begin, const char *end);
+
     // Skips white space and comments; stops at the next '<' of an element or
     // at text. Fails on an unterminated comment.
     HXResult<void> skipMisc();

@@ -16,32 +16,6 @@
 #include <cstring>
 #include <sys/stat.h>
 
-namespace {
-
-bool isControlCharacter(unsigned char c)
-{
-    return c < 0x20 && c != '\t' && c != '\n' && c != '\r';
-}
-
-// The first byte below 0x20 other than tab, line feed and carriage return,
-// or `end`. Blocks are tested without branching per byte, which the compiler
-// turns into vector code; only a block with such a byte is searched.
-const char *firstControlCharacter(const char *begin, const char *end)
-{
-    constexpr std::ptrdiff_t blockSize = 256;
-    const char *at = begin;
-    for (; end - at >= blockSize; at += blockSize) {
-        unsigned char found = 0;
-        for (std::ptrdiff_t i = 0; i < blockSize; ++i)
-            found |= static_cast<unsigned char>(isControlCharacter(static_cast<unsigned char>(at[i])));
-        if (found != 0)
-            break;
-    }
-    return std::find_if(at, end, [](char c) { return isControlCharacter(static_cast<unsigned char>(c)); });
-}
-
-} // namespace
-
 HXResult<void> HXXMLStoreReader::read(HXManagedObjectContext *context)
 {
     if (m_end - m_at >= 5 && std::memcmp(m_at, "<?xml", 5) == 0) {
