@@ -203,6 +203,17 @@ QList<HXRequestTreeItem *> HXDocumentCommands::paste(const Selection &selection)
     HXManagedObjectContext *context = m_document->managedObjectContext();
     HXRequestTreeItem *selected = selection.isEmpty() ? nullptr : selection.last();
     QList<HXRequestTreeItem *> pasted;
+    {
+        HXUndoGroup group(context, tr("Paste"));
+        _pasteItems(selected, pasted);
+    }
+    Q_EMIT selectItems(pasted, nullptr);
+    return pasted;
+}
+
+void HXDocumentCommands::_pasteItems(HXRequestTreeItem *selected, QList<HXRequestTreeItem *> &pasted)
+{
+    HXManagedObjectContext *context = m_document->managedObjectContext();
     for (const HXPasteboardItem &item : pasteboard()->pasteboardItems()) {
         HXRequestTreeItem *made = nullptr;
         for (const QString &entity : {HXRequest::staticEntityName(), HXRequestGroup::staticEntityName()}) {
@@ -210,7 +221,7 @@ QList<HXRequestTreeItem *> HXDocumentCommands::paste(const Selection &selection)
                 entity, item, context, HXPasteboardManagement::CopyFoundObject);
             if (!read) {
                 HXPresenter::sharedPresenter()->presentError(read.error());
-                return pasted;
+                return;
             }
             if (read->object != nullptr) {
                 made = static_cast<HXRequestTreeItem *>(read->object);
@@ -224,9 +235,6 @@ QList<HXRequestTreeItem *> HXDocumentCommands::paste(const Selection &selection)
             request->setUuid(HXRequest::generateUUID());
         pasted.append(made);
     }
-    context->processPendingChanges();
-    Q_EMIT selectItems(pasted, nullptr);
-    return pasted;
 }
 
 void HXDocumentCommands::deleteAllRequestTreeItemsPurgeUndoManager(bool purgeUndoManager)

@@ -19,6 +19,7 @@
 
 class HXDocument;
 class HXEnvironment;
+class HXEnvironmentVariable;
 class HXKeyValue;
 class HXManagedObject;
 class HXPasteboard;
@@ -122,6 +123,12 @@ public:
                             const QString &value);
     void deleteKeyValues(const QList<HXKeyValue *> &rows);
     void moveKeyValue(HXKeyValue *row, int toIndex);
+    // "Custom Method": sets the method of the one selected request. Refuses
+    // (false, nothing changed) a method that is not an HTTP token.
+    bool setCustomRequestMethod(const Selection &selection, const QString &method);
+    // Whether `method` may stand in a request line: one or more of the
+    // token characters of HTTP (no space, CR, LF or separators).
+    static bool isValidRequestMethod(const QString &method);
     // Undo and redo the named steps of the document's undo manager.
     void undo();
     void redo();
@@ -155,6 +162,9 @@ public:
     void selectPreviousEnvironment();
     HXEnvironment *addEnvironment();
     void deleteEnvironment();
+    // "Delete Environment Variable" / "Delete Environment Variables": the
+    // variables with their values in every environment, as one step.
+    void deleteEnvironmentVariables(const QList<HXEnvironmentVariable *> &variables);
     // Tags of the environment chooser: 33 manage, 32 add, 35 choose (the
     // environment given), 34 delete.
     void environmentToolbarItemChanged(int tag, HXEnvironment *environment = nullptr);
@@ -262,8 +272,9 @@ Q_SIGNALS:
     void showEnvironmentsSheet();
 
 private:
+    void _pasteItems(HXRequestTreeItem *selected, QList<HXRequestTreeItem *> &pasted);
     void _sendRequests(const QList<HXRequest *> &requests);
-    void _toggle(const Selection &selection, const QString &property);
+    void _toggle(const Selection &selection, const QString &property, const QString &undoName);
     HXRequest *_lastSelectedRequest(const Selection &selection) const;
     void _deleteConfirmed(const QList<HXRequest *> &requests, const QList<HXRequestGroup *> &folders,
                           const QString &undoName);

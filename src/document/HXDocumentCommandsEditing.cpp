@@ -5,6 +5,7 @@
 #include "HXDocumentCommands.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
+#include "HXRequest.h"
 #include "HXRequestTreeItem.h"
 #include "HXUndoGroup.h"
 #include "HXUndoManager.h"
@@ -28,6 +29,23 @@ void HXDocumentCommands::setValueForKey(HXManagedObject *object, const QString &
         return;
     HXUndoGroup group(m_document->managedObjectContext(), undoName);
     object->setValueForKey(value, key);
+}
+
+bool HXDocumentCommands::isValidRequestMethod(const QString &method)
+{
+    static const QString separators = QStringLiteral("!#$%&'*+-.^_`|~");
+    return !method.isEmpty() && std::all_of(method.begin(), method.end(), [](QChar c) {
+        return c.unicode() < 0x80 && (c.isLetterOrNumber() || separators.contains(c));
+    });
+}
+
+bool HXDocumentCommands::setCustomRequestMethod(const Selection &selection, const QString &method)
+{
+    const QList<HXRequest *> requests = requestsFromSelection(selection);
+    if (requests.size() != 1 || !isValidRequestMethod(method))
+        return false;
+    setValueForKey(requests.first(), QStringLiteral("method"), method, tr("Custom Method"));
+    return true;
 }
 
 HXKeyValue *HXDocumentCommands::addKeyValue(HXManagedObject *owner, const QString &relationship, const QString &name,

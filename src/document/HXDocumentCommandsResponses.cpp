@@ -3,10 +3,13 @@
 #include "HXDocument.h"
 #include "HXDocumentCommands.h"
 #include "HXEnvironment.h"
+#include "HXEnvironmentVariable.h"
+#include "HXManagedObjectContext.h"
 #include "HXPresenter.h"
 #include "HXRequest.h"
 #include "HXResponse.h"
 #include "HXResponseManager.h"
+#include "HXUndoGroup.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -38,6 +41,23 @@ HXEnvironment *HXDocumentCommands::addEnvironment()
 void HXDocumentCommands::deleteEnvironment()
 {
     m_document->deleteEnvironment();
+}
+
+void HXDocumentCommands::deleteEnvironmentVariables(const QList<HXEnvironmentVariable *> &variables)
+{
+    QList<HXEnvironmentVariable *> live;
+    for (HXEnvironmentVariable *variable : variables) {
+        if (variable != nullptr && variable->isLive() && !live.contains(variable))
+            live.append(variable);
+    }
+    if (live.isEmpty())
+        return;
+    HXManagedObjectContext *context = m_document->managedObjectContext();
+    // The values in every environment go with their variable.
+    HXUndoGroup group(context,
+                      live.size() == 1 ? tr("Delete Environment Variable") : tr("Delete Environment Variables"));
+    for (HXEnvironmentVariable *variable : live)
+        context->deleteObject(variable);
 }
 
 void HXDocumentCommands::environmentToolbarItemChanged(int tag, HXEnvironment *environment)

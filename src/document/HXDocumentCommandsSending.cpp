@@ -14,6 +14,7 @@
 #include "HXRequest.h"
 #include "HXRequestHandler.h"
 #include "HXTimestampDynamicValue.h"
+#include "HXUndoGroup.h"
 #include "HXURLEncodedStringParser.h"
 #include "HXUndoManager.h"
 
@@ -119,30 +120,30 @@ int HXDocumentCommands::stateForRequests(const QList<HXRequest *> &requests, con
     return on == requests.size() ? 1 : -1;
 }
 
-void HXDocumentCommands::_toggle(const Selection &selection, const QString &property)
+void HXDocumentCommands::_toggle(const Selection &selection, const QString &property, const QString &undoName)
 {
     const QList<HXRequest *> requests = requestsFromSelection(selection);
     if (requests.isEmpty())
         return;
     const bool value = stateForRequests(requests, property) != 1;
+    HXUndoGroup group(m_document->managedObjectContext(), undoName);
     for (HXRequest *request : requests)
         request->setValueForKey(value, property);
-    m_document->managedObjectContext()->processPendingChanges();
 }
 
 void HXDocumentCommands::toogleFollowRedirects(const Selection &selection)
 {
-    _toggle(selection, QStringLiteral("followRedirects"));
+    _toggle(selection, QStringLiteral("followRedirects"), tr("Follow Redirects"));
 }
 
 void HXDocumentCommands::toogleRedirectMethod(const Selection &selection)
 {
-    _toggle(selection, QStringLiteral("redirectMethod"));
+    _toggle(selection, QStringLiteral("redirectMethod"), tr("Keep Method"));
 }
 
 void HXDocumentCommands::toogleRedirectAuthorization(const Selection &selection)
 {
-    _toggle(selection, QStringLiteral("redirectAuthorization"));
+    _toggle(selection, QStringLiteral("redirectAuthorization"), tr("Keep Authorization"));
 }
 
 HXRequest *HXDocumentCommands::_lastSelectedRequest(const Selection &selection) const

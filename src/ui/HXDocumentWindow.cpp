@@ -1,5 +1,6 @@
 #include "HXDocumentWindow.h"
 
+#include "HXCodeInspector.h"
 #include "HXDocument.h"
 #include "HXDocumentCommands.h"
 #include "HXDocumentController.h"
@@ -58,8 +59,16 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     m_detailSplitter->setChildrenCollapsible(false);
     m_detailSplitter->setStretchFactor(0, 2);
     m_detailSplitter->setStretchFactor(1, 3);
+    // The code inspector sits under the list, hidden until asked for.
+    m_inspector = new HXCodeInspector;
+    m_inspector->setVisible(false);
+    m_listSplitter = new QSplitter(Qt::Vertical);
+    m_listSplitter->addWidget(m_list);
+    m_listSplitter->addWidget(m_inspector);
+    m_listSplitter->setChildrenCollapsible(false);
+    m_listSplitter->setStretchFactor(0, 1);
     m_mainSplitter = new QSplitter(Qt::Horizontal);
-    m_mainSplitter->addWidget(m_list);
+    m_mainSplitter->addWidget(m_listSplitter);
     m_mainSplitter->addWidget(m_detailSplitter);
     m_mainSplitter->setStretchFactor(1, 1);
     m_mainSplitter->setChildrenCollapsible(false);
@@ -98,6 +107,7 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     });
     HXManagedObjectContext *context = m_document->managedObjectContext();
     connect(context, &HXManagedObjectContext::objectsDidChange, this, [this] {
+        m_inspector->scheduleUpdate();
         _updateTitle();
         _updateEnvironments();
         _updateWarnings();
@@ -105,6 +115,7 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     });
     connect(context->undoManager(), &HXUndoManager::changed, this, &HXDocumentWindow::updateCommandStates);
     connect(m_document.get(), &HXDocument::currentEnvironmentChanged, this, [this] {
+        m_inspector->scheduleUpdate();
         _updateEnvironments();
         _updateWarnings();
     });
@@ -149,6 +160,11 @@ void HXDocumentWindow::_restoreInterfaceState()
     }
     setViewType(preferences->mainViewTypeForDocument(document).value_or(SplitView));
     setOrderBy(preferences->orderByForDocument(document).value_or(0));
+    setArrangeBy(preferences->arrangeByForDocument(document).value_or(0));
+    if (const double height = preferences->requestInspectorHeightForDocument(document).value_or(0); height > 0) {
+        setCodeInspectorShown(true);
+        m_listSplitter->setSizes({std::max(120, m_listSplitter->height() - int(height)), std::max(80, int(height))});
+    }
 }
 
 void HXDocumentWindow::_saveInterfaceState()
@@ -157,6 +173,8 @@ void HXDocumentWindow::_saveInterfaceState()
     const HXDocument *document = m_document.get();
     preferences->setMainViewType(m_viewType, document);
     preferences->setOrderBy(m_orderBy, document);
+    preferences->setArrangeBy(m_arrangeBy, document);
+    preferences->setRequestInspectorHeight(isCodeInspectorShown() ? m_inspector->height() : 0, document);
     const QList<int> sizes = m_detailSplitter->sizes();
     const int total = sizes.value(0) + sizes.value(1);
     preferences->setListViewWidth(m_mainSplitter->sizes().value(0), total > 0 ? double(sizes.value(0)) / total : 0.4,
@@ -213,6 +231,13 @@ void HXDocumentWindow::setOrderBy(int orderBy)
     updateCommandStates();
 }
 
+void HXDocumentWindow::setArrangeBy(int arrangeBy)
+{
+    m_arrangeBy = std::clamp(arrangeBy, 0, 3);
+    m_list->setArrangeBy(m_arrangeBy);
+    updateCommandStates();
+}
+
 void HXDocumentWindow::setViewType(int viewType)
 {
     m_viewType = std::clamp(viewType, int(RequestView), int(ResponseView));
@@ -249,6 +274,7 @@ void HXDocumentWindow::_selectionChanged()
 {
     HXRequest *request = currentRequest();
     m_editor->setRequest(request);
+    m_inspector->setRequest(request, m_document.get());
     if (request == nullptr) {
         m_viewer->setEmptyText(m_list->selectedItems().isEmpty() ? tr("No Request Selected") : tr("No Response"));
         m_viewer->setResponses({});

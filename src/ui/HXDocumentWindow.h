@@ -4,6 +4,7 @@
 
 #include <memory>
 
+class HXCodeInspector;
 class HXDocument;
 class HXDocumentCommands;
 class HXMainMenu;
@@ -41,11 +42,15 @@ public:
     QLabel *statusLabel() const { return m_statusText; }
     HXWarningsButton *warningsButton() const { return m_warnings; }
     HXMainMenu *mainMenu() const { return m_menu; }
+    HXCodeInspector *codeInspector() const { return m_inspector; }
+    QToolButton *codeInspectorButton() const { return m_inspectorToggle; }
 
     int viewType() const { return m_viewType; }
     void setViewType(int viewType);
     int orderBy() const { return m_orderBy; }
     void setOrderBy(int orderBy);
+    int arrangeBy() const { return m_arrangeBy; }
+    void setArrangeBy(int arrangeBy);
     HXRequest *currentRequest() const;
     QList<HXRequest *> selectedRequests() const;
 
@@ -56,6 +61,18 @@ public:
 
     void sendSelected();
     void showWarnings();
+    bool isCodeInspectorShown() const;
+    void setCodeInspectorShown(bool shown);
+    // The selected requests as code in the language of the copy setting.
+    void copyAsCode();
+    // Asks for a method for the selected request (window modal).
+    void askCustomMethod();
+    // Adds the collection in a file (asked for when `path` is empty) to the
+    // document as one undo step and tells what was imported.
+    void importFile(QString path = {});
+    // Writes the document's requests as "postman", "har" or "curl" (asked
+    // for, with the file, when `path` is empty).
+    bool exportFile(QString path = {}, const QString &format = {});
     void updateCommandStates();
 
 protected:
@@ -84,6 +101,9 @@ private:
     HXResponseViewer *m_viewer = nullptr;
     QSplitter *m_mainSplitter = nullptr;
     QSplitter *m_detailSplitter = nullptr;
+    QSplitter *m_listSplitter = nullptr;
+    HXCodeInspector *m_inspector = nullptr;
+    QToolButton *m_inspectorToggle = nullptr;
     QToolButton *m_send = nullptr;
     QToolButton *m_stop = nullptr;
     QLabel *m_statusName = nullptr;
@@ -95,5 +115,6 @@ private:
     QAction *m_warningsItem = nullptr;
     int m_viewType = SplitView;
     int m_orderBy = 0;
+    int m_arrangeBy = 0;
     bool m_updatingEnvironments = false;
 };

@@ -1,5 +1,6 @@
 // HXDocumentWindow: the toolbar (send and stop, the status area, the
-// environment chooser, the view switcher and the warnings button).
+// environment chooser, the view switcher, the warnings button and the code
+// inspector toggle).
 
 #include "HXDocument.h"
 #include "HXDocumentCommands.h"
@@ -79,6 +80,15 @@ void HXDocumentWindow::_buildToolbar()
     m_warnings = new HXWarningsButton;
     m_warningsItem = bar->addWidget(m_warnings);
     m_warningsItem->setVisible(false);
+
+    m_inspectorToggle = new QToolButton;
+    m_inspectorToggle->setObjectName(QStringLiteral("codeInspectorToggle"));
+    m_inspectorToggle->setText(tr("Code"));
+    m_inspectorToggle->setToolTip(tr("Show Code Inspector"));
+    m_inspectorToggle->setCheckable(true);
+    m_inspectorToggle->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    connect(m_inspectorToggle, &QToolButton::toggled, this, &HXDocumentWindow::setCodeInspectorShown);
+    bar->addWidget(m_inspectorToggle);
     _updateIcons();
 }
 
@@ -102,4 +112,17 @@ void HXDocumentWindow::_updateIcons()
     };
     m_send->setIcon(symbol(true));
     m_stop->setIcon(symbol(false));
+    // The inspector's "</>".
+    const qreal ratio = devicePixelRatioF();
+    QPixmap code(QSize(16, 16) * ratio);
+    code.setDevicePixelRatio(ratio);
+    code.fill(Qt::transparent);
+    QPainter painter(&code);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(palette().color(QPalette::ButtonText), 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPolyline(QPolygonF({QPointF(5, 4), QPointF(1.5, 8), QPointF(5, 12)}));
+    painter.drawPolyline(QPolygonF({QPointF(11, 4), QPointF(14.5, 8), QPointF(11, 12)}));
+    painter.drawLine(QPointF(9.2, 3), QPointF(6.8, 13));
+    painter.end();
+    m_inspectorToggle->setIcon(QIcon(code));
 }

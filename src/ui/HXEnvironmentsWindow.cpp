@@ -6,6 +6,7 @@
 #include "HXEnvironmentTableModel.h"
 #include "HXManagedObjectContext.h"
 
+#include <QAction>
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -35,6 +36,7 @@ HXEnvironmentsWindow::HXEnvironmentsWindow(HXDocumentCommands *commands, QWidget
     empty->setEnabled(false);
 
     m_addVariable = new QPushButton(tr("Add Variable"));
+    m_deleteVariable = new QPushButton(tr("Delete Variable"));
     m_addEnvironment = new QPushButton(tr("Add Environment"));
     m_deleteEnvironment = new QPushButton(tr("Delete Environment"));
     HXDocument *document = commands->document();
@@ -42,6 +44,14 @@ HXEnvironmentsWindow::HXEnvironmentsWindow(HXDocumentCommands *commands, QWidget
         HXEnvironment::addEnvironmentVariable(QString(), QString(), document->managedObjectContext());
         m_table->edit(m_model->index(m_model->rowCount() - 1, 0));
     });
+    connect(m_deleteVariable, &QPushButton::clicked, this, &HXEnvironmentsWindow::deleteSelectedVariables);
+    auto *deleteKey = new QAction(m_table);
+    deleteKey->setShortcuts({QKeySequence::Delete, QKeySequence(Qt::Key_Backspace)});
+    deleteKey->setShortcutContext(Qt::WidgetShortcut);
+    connect(deleteKey, &QAction::triggered, this, &HXEnvironmentsWindow::deleteSelectedVariables);
+    m_table->addAction(deleteKey);
+    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &HXEnvironmentsWindow::_updateButtons);
     connect(m_addEnvironment, &QPushButton::clicked, m_commands, &HXDocumentCommands::addEnvironment);
     connect(m_deleteEnvironment, &QPushButton::clicked, m_commands, &HXDocumentCommands::deleteEnvironment);
     auto *done = new QDialogButtonBox(QDialogButtonBox::Close);
@@ -49,6 +59,7 @@ HXEnvironmentsWindow::HXEnvironmentsWindow(HXDocumentCommands *commands, QWidget
 
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(m_addVariable);
+    buttons->addWidget(m_deleteVariable);
     buttons->addWidget(m_addEnvironment);
     buttons->addWidget(m_deleteEnvironment);
     buttons->addStretch(1);
@@ -68,8 +79,19 @@ HXEnvironmentsWindow::HXEnvironmentsWindow(HXDocumentCommands *commands, QWidget
     resize(720, 420);
 }
 
+void HXEnvironmentsWindow::deleteSelectedVariables()
+{
+    QList<HXEnvironmentVariable *> variables;
+    for (const QModelIndex &index : m_table->selectionModel()->selectedIndexes()) {
+        if (HXEnvironmentVariable *variable = m_model->variableForRow(index.row()); !variables.contains(variable))
+            variables.append(variable);
+    }
+    m_commands->deleteEnvironmentVariables(variables);
+}
+
 void HXEnvironmentsWindow::_updateButtons()
 {
+    m_deleteVariable->setEnabled(m_table->selectionModel()->hasSelection());
     m_deleteEnvironment->setEnabled(
         m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::DeleteEnvironment, {}).enabled);
 }

@@ -1,5 +1,6 @@
 #include "HXMainMenu.h"
 
+#include "HXCodeInspector.h"
 #include "HXDocument.h"
 #include "HXDocumentWindow.h"
 #include "HXEnvironment.h"
@@ -90,6 +91,11 @@ void HXMainMenu::_buildFile()
     file->addAction(tr("&Save"), QKeySequence::Save, m_window, [this] { m_window->save(); });
     file->addAction(tr("Save &As…"), QKeySequence::SaveAs, m_window, [this] { m_window->saveAs(); });
     file->addSeparator();
+    file->addAction(tr("&Import…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_I), m_window,
+                    [this] { m_window->importFile(); });
+    file->addAction(tr("&Export…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E), m_window,
+                    [this] { m_window->exportFile(); });
+    file->addSeparator();
     file->addAction(tr("&Close"), QKeySequence::Close, m_window, &QWidget::close);
     QAction *quit = file->addAction(tr("&Quit"), QKeySequence::Quit, [] { HXWindowManager::closeAll(); });
     quit->setMenuRole(QAction::QuitRole);
@@ -122,6 +128,9 @@ void HXMainMenu::_buildEdit()
                                          QKeySequence::Delete));
     m_rename = listOnly(edit->addAction(tr("Re&name"), m_window, [this] { m_window->requestList()->renameCurrent(); }));
     m_rename->setShortcut(Qt::Key_F2);
+    m_copyAsCode = _add(
+        edit, tr("Copy as cURL"), Action::Copy, [this] { m_window->copyAsCode(); },
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
     edit->addSeparator();
     edit->addAction(tr("Select &All"), QKeySequence::SelectAll, m_window, [this] {
         if (QWidget *focus = QApplication::focusWidget();
@@ -162,6 +171,7 @@ void HXMainMenu::_buildRequest()
     for (const auto &[title, action, command] : toggles)
         _addForSelection(request, title, action, command)->setCheckable(true);
     request->addSeparator();
+    _add(request, tr("Custom &Method…"), Action::SetCustomRequestMethod, [this] { m_window->askCustomMethod(); });
     QMenu *authorization = request->addMenu(tr("Authorization"));
     using Insert = HXDynamicValuePtr (HXDocumentCommands::*)(const Selection &);
     const QList<std::tuple<QString, Action, Insert>> kinds = {
@@ -225,6 +235,16 @@ void HXMainMenu::_buildView()
             QKeySequence(Qt::CTRL | (Qt::Key_1 + i)))
             ->setCheckable(true);
     view->addSeparator();
+    QMenu *arrange = view->addMenu(tr("&Arrange By"));
+    const QList<std::pair<QString, Action>> arrangements = {
+        {tr("None"), Action::ArrangeRequestsByNone},
+        {tr("Method"), Action::ArrangeRequestsByHTTPMethod},
+        {tr("Host"), Action::ArrangeRequestsByHost},
+        {tr("Last Status"), Action::ArrangeRequestsByLastResponseStatusCode}};
+    for (int i = 0; i < arrangements.size(); ++i)
+        _add(arrange, arrangements.at(i).first, arrangements.at(i).second, [this, i] {
+            m_window->setArrangeBy(i);
+        })->setCheckable(true);
     QMenu *order = view->addMenu(tr("&Order By"));
     const QList<std::pair<QString, Action>> orders = {{tr("Custom"), Action::OrderRequestsByCustomOrder},
                                                       {tr("Name"), Action::OrderRequestsByName},
@@ -235,6 +255,10 @@ void HXMainMenu::_buildView()
         })->setCheckable(true);
     view->addSeparator();
     _add(view, tr("Show &Warnings"), Action::ShowWarningsPopover, [this] { m_window->showWarnings(); });
+    _add(
+        view, tr("Show &Code Inspector"), Action::ShowRequestCode,
+        [this] { m_window->setCodeInspectorShown(!m_window->isCodeInspectorShown()); },
+        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C));
     view->addAction(tr("Focus &URL"), QKeySequence(Qt::CTRL | Qt::Key_L), m_window,
                     [this] { m_window->requestEditor()->focusURL(); });
     view->addAction(tr("&Find in Body"), QKeySequence::Find, m_window, [this] {
@@ -250,6 +274,8 @@ void HXMainMenu::updateStates()
     state.selection = _selection();
     state.mainViewType = m_window->viewType();
     state.orderBy = m_window->orderBy();
+    state.arrangeBy = m_window->arrangeBy();
+    state.codeInspectorShown = m_window->isCodeInspectorShown();
     state.shownResponse = m_window->responseViewer()->response();
     HXDocumentCommands *commands = _commands();
     for (const Item &item : std::as_const(m_items)) {
@@ -262,6 +288,9 @@ void HXMainMenu::updateStates()
             item.action->setChecked(*validation.state == HXDocumentCommands::State::On);
     }
     m_rename->setEnabled(state.selection.size() == 1);
+    m_copyAsCode->setText(tr("Copy as %1")
+                              .arg(HXCodeInspector::titleForLanguage(
+                                  HXCodeInspector::languageForSetting(QStringLiteral("HXUserDefaultCopyRequestsAs")))));
 }
 
 void HXMainMenu::updateEnvironments(const QList<HXEnvironment *> &environments, HXEnvironment *current)

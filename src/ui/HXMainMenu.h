@@ -34,6 +34,7 @@ public:
     QAction *sendAction() const { return m_send; }
     QAction *sendAllAction() const { return m_sendAll; }
     QAction *deleteAction() const { return m_delete; }
+    QAction *copyAsCodeAction() const { return m_copyAsCode; }
 
 private:
     using Action = HXDocumentCommands::Action;
@@ -69,6 +70,7 @@ private:
     QAction *m_paste = nullptr;
     QAction *m_delete = nullptr;
     QAction *m_rename = nullptr;
+    QAction *m_copyAsCode = nullptr;
     QAction *m_send = nullptr;
     QAction *m_sendAll = nullptr;
     QMenu *m_environmentMenu = nullptr;

@@ -2,6 +2,7 @@
 
 #include "HXDocument.h"
 #include "HXDocumentCommands.h"
+#include "HXRequestArrangementModel.h"
 #include "HXRequestGroup.h"
 #include "HXRequestListDelegate.h"
 #include "HXRequestTreeItem.h"
@@ -71,9 +72,19 @@ HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *pare
     connect(commands, &HXDocumentCommands::selectItems, this,
             [this](const QList<HXRequestTreeItem *> &items, HXRequestGroup *expand) {
                 if (expand != nullptr)
-                    m_tree->expand(m_proxy->mapFromSource(m_model->indexForItem(expand)));
+                    m_tree->expand(_viewIndexForItem(expand));
                 selectItems(items);
             });
+
+    m_arranged = new HXRequestArrangementModel(this);
+    m_arranged->setSourceModel(m_proxy);
+    // Regrouping (a new status code, a changed host) keeps the selection
+    // and every group open.
+    connect(m_arranged, &QAbstractItemModel::modelAboutToBeReset, this, [this] {
+        if (m_tree->model() == m_arranged)
+            m_arrangedSelection = _selectedURIs();
+    });
+
     m_tree->expandAll();
 }
 
@@ -85,10 +96,88 @@ QList<HXRequestTreeItem *> HXRequestListView::selectedItems() const
         return m_tree->visualRect(a).top() < m_tree->visualRect(b).top();
     });
     for (const QModelIndex &index : rows) {
-        if (HXRequestTreeItem *item = m_model->itemForIndex(m_proxy->mapToSource(index)))
+        if (HXRequestTreeItem *item = _itemForViewIndex(index))
             items.append(item);
     }
     return items;
+}
+
+HXRequestTreeItem *HXRequestListView::_itemForViewIndex(const QModelIndex &index) const
+{
+    const QModelIndex proxyIndex = m_tree->model() == m_arranged ? m_arranged->mapToSource(index) : index;
+    return proxyIndex.isValid() ? m_model->itemForIndex(m_proxy->mapToSource(proxyIndex)) : nullptr;
+}
+
+QModelIndex HXRequestListView::_viewIndexForItem(const HXRequestTreeItem *item) const
+{
+    const QModelIndex proxyIndex = m_proxy->mapFromSource(m_model->indexForItem(item));
+    return m_tree->model() == m_arranged ? m_arranged->mapFromSource(proxyIndex) : proxyIndex;
+}
+
+QAbstractItemModel *HXRequestListView::viewModel() const
+{
+    return m_tree->model();
+}
+
+QStringList HXRequestListView::_selectedURIs() const
+{
+    QStringList uris;
+    for (const QModelIndex &index : m_tree->selectionModel()->selectedRows()) {
+        const QString uri = index.data(HXRequestTreeModel::ObjectURIRole).toString();
+        if (!uri.isEmpty())
+            uris.append(uri);
+    }
+    return uris;
+}
+
+void HXRequestListView::_selectURIs(const QStringList &uris)
+{
+    QList<HXRequestTreeItem *> items;
+    std::function<void(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
+        for (int row = 0; row < m_model->rowCount(parent); ++row) {
+            const QModelIndex index = m_model->index(row, 0, parent);
+            if (uris.contains(index.data(HXRequestTreeModel::ObjectURIRole).toString()))
+                items.append(m_model->itemForIndex(index));
+            walk(index);
+        }
+    };
+    walk({});
+    selectItems(items);
+}
+
+int HXRequestListView::arrangeBy() const
+{
+    return m_tree->model() == m_arranged ? m_arranged->arrangement() : 0;
+}
+
+void HXRequestListView::setArrangeBy(int arrangeBy)
+{
+    const QStringList selection = _selectedURIs();
+    const bool arranged = arrangeBy > 0;
+    if (arranged && m_tree->model() != m_arranged)
+        m_treeExpanded = expandedItemURIs();
+    m_arranged->setArrangement(arranged ? arrangeBy : 0);
+    QAbstractItemModel *shown = arranged ? static_cast<QAbstractItemModel *>(m_arranged) : m_proxy;
+    if (m_tree->model() != shown) {
+        m_tree->setModel(shown);
+        connect(m_tree->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+                &HXRequestListView::selectionChanged);
+        // After the view's and its selection model's own handlers, which
+        // clear the selection on a reset.
+        disconnect(m_arrangedReset);
+        if (arranged)
+            m_arrangedReset = connect(m_arranged, &QAbstractItemModel::modelReset, this, [this] {
+                m_tree->expandAll();
+                _selectURIs(m_arrangedSelection);
+            });
+        m_tree->setDragDropMode(arranged ? QAbstractItemView::NoDragDrop : QAbstractItemView::DragDrop);
+        if (!arranged)
+            expandItems(m_treeExpanded);
+    }
+    if (arranged)
+        m_tree->expandAll();
+    _selectURIs(selection);
+    Q_EMIT selectionChanged();
 }
 
 HXRequestTreeItem *HXRequestListView::currentItem() const
@@ -102,7 +191,7 @@ void HXRequestListView::selectItems(const QList<HXRequestTreeItem *> &items)
     QItemSelection selection;
     QModelIndex last;
     for (HXRequestTreeItem *item : items) {
-        const QModelIndex index = m_proxy->mapFromSource(m_model->indexForItem(item));
+        const QModelIndex index = _viewIndexForItem(item);
         if (!index.isValid())
             continue;
         for (QModelIndex parent = index.parent(); parent.isValid(); parent = parent.parent())
@@ -143,6 +232,8 @@ void HXRequestListView::renameCurrent()
 
 QStringList HXRequestListView::expandedItemURIs() const
 {
+    if (m_tree->model() == m_arranged)
+        return m_treeExpanded;
     QStringList uris;
     std::function<void(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
         for (int row = 0; row < m_proxy->rowCount(parent); ++row) {
@@ -159,6 +250,10 @@ QStringList HXRequestListView::expandedItemURIs() const
 
 void HXRequestListView::expandItems(const QStringList &uris)
 {
+    if (m_tree->model() == m_arranged) {
+        m_treeExpanded = uris;
+        return;
+    }
     std::function<void(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
         for (int row = 0; row < m_proxy->rowCount(parent); ++row) {
             const QModelIndex index = m_proxy->index(row, 0, parent);
@@ -174,23 +269,11 @@ void HXRequestListView::expandItems(const QStringList &uris)
 void HXRequestListView::_rememberState()
 {
     m_savedExpanded = expandedItemURIs();
-    m_savedSelection.clear();
-    for (HXRequestTreeItem *item : selectedItems())
-        m_savedSelection.append(item->objectURI());
+    m_savedSelection = _selectedURIs();
 }
 
 void HXRequestListView::_restoreState()
 {
     expandItems(m_savedExpanded);
-    QList<HXRequestTreeItem *> items;
-    std::function<void(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
-        for (int row = 0; row < m_model->rowCount(parent); ++row) {
-            const QModelIndex index = m_model->index(row, 0, parent);
-            if (m_savedSelection.contains(index.data(HXRequestTreeModel::ObjectURIRole).toString()))
-                items.append(m_model->itemForIndex(index));
-            walk(index);
-        }
-    };
-    walk({});
-    selectItems(items);
+    _selectURIs(m_savedSelection);
 }

@@ -3,10 +3,13 @@
 #include <QWidget>
 
 class HXDocumentCommands;
+class HXRequestArrangementModel;
 class HXRequestTreeItem;
 class HXRequestTreeModel;
 class QLineEdit;
 class QMenu;
+class QAbstractItemModel;
+class QModelIndex;
 class QSortFilterProxyModel;
 class QTreeView;
 
@@ -30,6 +33,12 @@ public:
     void renameCurrent();
     // 0: the document's own order, 1: by name, 2: by URL.
     void setOrderBy(int orderBy);
+    // 0: the tree as it is; 1, 2, 3: the requests under a header per
+    // method, host or last status code (no folders, no dragging).
+    void setArrangeBy(int arrangeBy);
+    int arrangeBy() const;
+    // What the tree view shows: the tree, or its arrangement.
+    QAbstractItemModel *viewModel() const;
 
     QStringList expandedItemURIs() const;
     void expandItems(const QStringList &uris);
@@ -40,12 +49,21 @@ Q_SIGNALS:
 private:
     void _rememberState();
     void _restoreState();
+    HXRequestTreeItem *_itemForViewIndex(const QModelIndex &index) const;
+    QModelIndex _viewIndexForItem(const HXRequestTreeItem *item) const;
+    QStringList _selectedURIs() const;
+    void _selectURIs(const QStringList &uris);
 
     HXRequestTreeModel *m_model = nullptr;
     QSortFilterProxyModel *m_proxy = nullptr;
+    HXRequestArrangementModel *m_arranged = nullptr;
     QTreeView *m_tree = nullptr;
     QLineEdit *m_filter = nullptr;
     QMenu *m_contextMenu = nullptr;
     QStringList m_savedExpanded;
     QStringList m_savedSelection;
+    // The tree's expanded folders while the list is arranged.
+    QStringList m_treeExpanded;
+    QStringList m_arrangedSelection;
+    QMetaObject::Connection m_arrangedReset;
 };

@@ -1,7 +1,7 @@
 #include "HXApplication.h"
 #include "HXApplicationInstance.h"
 #include "HXDocumentWindow.h"
-#include "HXFreedesktopServices.h"
+#include "HXWindowDesktopServices.h"
 #include "HXWindowManager.h"
 
 int main(int argc, char *argv[])
@@ -9,7 +9,7 @@ int main(int argc, char *argv[])
     if (const std::optional<int> status = HXApplicationInstance::runBeforeApplication(argc, argv))
         return *status;
     HXApplication app(argc, argv);
-    HXFreedesktopServices desktopServices;
+    HXWindowDesktopServices desktopServices;
     HXDesktopServices::setSharedServices(&desktopServices);
     HXApplicationInstance instance;
     instance.setFileOpener([](const QString &path) -> HXDocument * {

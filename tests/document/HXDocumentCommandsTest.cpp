@@ -2,6 +2,8 @@
 #include "HXDocument.h"
 #include "HXDynamicValueEngine.h"
 #include "HXEnvironment.h"
+#include "HXEnvironmentVariableValue.h"
+#include "HXFetchRequest.h"
 #include "HXKeyValue.h"
 #include "HXManagedObjectContext.h"
 #include "HXRequest.h"
@@ -357,3 +359,73 @@ TEST_F(DocumentCommandsTest, LinksAddRequestsAndSendOnlyWhenAsked)
 }
 
 } // namespace
+
+TEST_F(DocumentCommandsTest, PasteTogglesAndCustomMethodAreNamedUndoSteps)
+{
+    HXRequest *a = request(QStringLiteral("a"));
+    context()->processPendingChanges();
+    commands.copy({a});
+    const QList<std::pair<std::function<void()>, QString>> steps = {
+        {[&] { commands.paste({a}); }, QStringLiteral("Paste")},
+        {[&] { commands.toogleFollowRedirects({a}); }, QStringLiteral("Follow Redirects")},
+        {[&] { commands.toogleRedirectMethod({a}); }, QStringLiteral("Keep Method")},
+        {[&] { commands.toogleRedirectAuthorization({a}); }, QStringLiteral("Keep Authorization")},
+        {[&] { EXPECT_TRUE(commands.setCustomRequestMethod({a}, QStringLiteral("PROPFIND"))); },
+         QStringLiteral("Custom Method")},
+    };
+    for (const auto &[step, name] : steps) {
+        step();
+        EXPECT_EQ(undo()->undoActionName(), name);
+    }
+    EXPECT_EQ(a->method(), QStringLiteral("PROPFIND"));
+    undo()->undo();
+    EXPECT_NE(a->method(), QStringLiteral("PROPFIND"));
+}
+
+TEST_F(DocumentCommandsTest, CustomMethodsMustBeHTTPTokens)
+{
+    const QList<std::pair<QString, bool>> cases = {
+        {QStringLiteral("PURGE"), true},       {QStringLiteral("M-SEARCH"), true},
+        {QStringLiteral("x_y.z~!#$%&'*+^`|"), true}, {QString(), false},
+        {QStringLiteral("GET X"), false},      {QStringLiteral("GET\r\nX: y"), false},
+        {QStringLiteral("GET\n"), false},      {QStringLiteral("A(B)"), false},
+        {QStringLiteral("A:B"), false},        {QStringLiteral("M\u00c9THODE"), false},
+    };
+    for (const auto &[method, valid] : cases)
+        EXPECT_EQ(HXDocumentCommands::isValidRequestMethod(method), valid) << method.toStdString();
+
+    HXRequest *a = request(QStringLiteral("a"));
+    HXRequest *b = request(QStringLiteral("b"));
+    a->setMethod(QStringLiteral("GET"));
+    EXPECT_FALSE(commands.setCustomRequestMethod({a}, QStringLiteral("GET\r\nX: y")));
+    EXPECT_FALSE(commands.setCustomRequestMethod({a, b}, QStringLiteral("PURGE"))) << "one request only";
+    EXPECT_EQ(a->method(), QStringLiteral("GET"));
+}
+
+TEST_F(DocumentCommandsTest, DeletingVariablesTakesTheirValuesAndUndoes)
+{
+    HXEnvironment *second = HXEnvironment::addEnvironment(QStringLiteral("Second"), context());
+    HXEnvironmentVariable *host = HXEnvironment::addEnvironmentVariable(QStringLiteral("host"), QStringLiteral("h"),
+                                                                        context());
+    HXEnvironmentVariable *port = HXEnvironment::addEnvironmentVariable(QStringLiteral("port"), QStringLiteral("80"),
+                                                                        context());
+    auto valueCount = [&] {
+        HXFetchRequest fetch(QStringLiteral("HXEnvironmentVariableValue"));
+        return context()->executeFetchRequest(fetch).valueOr({}).size();
+    };
+    const qsizetype before = valueCount();
+
+    commands.deleteEnvironmentVariables({host});
+    EXPECT_FALSE(host->isLive());
+    EXPECT_TRUE(port->isLive());
+    EXPECT_EQ(valueCount(), before - HXEnvironment::environmentsSortedByName(context()).size());
+    EXPECT_EQ(undo()->undoActionName(), QStringLiteral("Delete Environment Variable"));
+    undo()->undo();
+    context()->processPendingChanges();
+    EXPECT_EQ(valueCount(), before);
+    ASSERT_NE(second->valueForVariable(host), nullptr);
+    EXPECT_EQ(second->valueForVariable(host)->value(), QStringLiteral("h"));
+
+    commands.deleteEnvironmentVariables({host, port, host});
+    EXPECT_EQ(undo()->undoActionName(), QStringLiteral("Delete Environment Variables"));
+}

@@ -1,4 +1,6 @@
 #include "HXDocumentWindow.h"
+#include "HXCodeInspector.h"
+#include "HXCustomMethodDialog.h"
 #include "HXDocument.h"
 #include "HXDocumentCommands.h"
 #include "HXDynamicStringEdit.h"
@@ -18,17 +20,25 @@
 #include "HXResponseManager.h"
 #include "HXResponseViewer.h"
 #include "HXTestSupport.h"
+#include "HXUIPreferencesManager.h"
 #include "HXUndoManager.h"
 #include "HXWarningsButton.h"
 #include "HXWindowManager.h"
 
 #include <QAbstractItemView>
 #include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QFile>
 #include <QFont>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QToolButton>
 #include <QTabWidget>
 #include <QTest>
 #include <QTreeView>
@@ -202,6 +212,7 @@ TEST_F(DocumentWindowTest, PastesARequestIntoAnotherWindow)
     EXPECT_NE(pasted->uuid(), original->uuid());
     EXPECT_EQ(other->document()->topLevelItems().size(), 2);
     EXPECT_EQ(window->document()->topLevelItems().size(), 1) << "the source is untouched";
+    EXPECT_EQ(other->mainMenu()->undoAction()->text(), QStringLiteral("Undo Paste"));
 
     other->document()->managedObjectContext()->markSaved();
     other->close();
@@ -297,7 +308,167 @@ TEST_F(DocumentWindowTest, EnvironmentsSheetEditsTheGridThroughTheCommands)
     window->commands()->undo();
     EXPECT_EQ(model->columnCount(), 2);
     EXPECT_EQ(model->index(0, 1).data().toString(), QString());
+
+    // Deleting the selected variable is one step; undo brings it back.
+    EXPECT_FALSE(sheet->deleteVariableButton()->isEnabled());
+    sheet->table()->selectRow(0);
+    ASSERT_TRUE(sheet->deleteVariableButton()->isEnabled());
+    sheet->deleteVariableButton()->click();
+    EXPECT_EQ(model->rowCount(), 0);
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Delete Environment Variable"));
+    window->mainMenu()->undoAction()->trigger();
+    ASSERT_EQ(model->rowCount(), 1);
+    EXPECT_EQ(model->index(0, 0).data().toString(), QStringLiteral("host"));
     sheet->close();
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, ArrangesTheListUnderHeadersAndKeepsTheSelection)
+{
+    HXDocumentCommands *commands = window->commands();
+    HXRequest *first = window->currentRequest();
+    HXRequestGroup *folder = commands->addRequestFolder({first});
+    HXRequest *second = commands->addRequest({folder});
+    HXRequest *third = commands->addRequest({first});
+    const QList<std::tuple<HXRequest *, const char *, const char *>> requests = {
+        {first, "GET", "http://b.example/x"}, {second, "POST", "http://a.example/y"}, {third, "GET", "/relative"}};
+    for (const auto &[request, method, url] : requests) {
+        commands->setValueForKey(request, QStringLiteral("method"), QString::fromLatin1(method),
+                                 QStringLiteral("Change Method"));
+        commands->setValueForKey(request, QStringLiteral("url"), QString::fromLatin1(url),
+                                 QStringLiteral("Change URL"));
+    }
+    window->requestList()->selectItems({second});
+    auto headers = [&] {
+        QStringList titles;
+        const QAbstractItemModel *model = window->requestList()->viewModel();
+        for (int row = 0; row < model->rowCount(); ++row)
+            titles.append(model->index(row, 0).data().toString());
+        return titles.join(u',');
+    };
+    const QList<std::pair<int, const char *>> cases = {{1, "GET (2),POST (1)"},
+                                                       {2, "a.example (1),b.example (1),No Host (1)"},
+                                                       {3, "No Response (3)"}};
+    for (const auto &[arrangement, expected] : cases) {
+        window->setArrangeBy(arrangement);
+        EXPECT_EQ(headers(), QString::fromLatin1(expected)) << arrangement;
+        EXPECT_EQ(window->currentRequest(), second) << "the selection survives " << arrangement;
+        EXPECT_FALSE(window->commands()
+                         ->validateUserInterfaceItem(HXDocumentCommands::Action::AddRequestFolder, {{}, arrangement})
+                         .enabled);
+    }
+    // A change that moves a request to another group regroups the list.
+    window->setArrangeBy(1);
+    commands->setValueForKey(first, QStringLiteral("method"), QStringLiteral("PUT"), QStringLiteral("Change Method"));
+    ASSERT_TRUE(HXTest::waitUntil([&] { return headers() == QStringLiteral("GET (1),POST (1),PUT (1)"); }))
+        << headers().toStdString();
+    EXPECT_EQ(window->currentRequest(), second);
+
+    window->setArrangeBy(0);
+    EXPECT_EQ(window->requestList()->viewModel()->rowCount(), 3) << "the tree again: two requests and the folder";
+    EXPECT_EQ(window->currentRequest(), second);
+
+    // The arrangement is saved with the document's interface state.
+    window->setArrangeBy(2);
+    HXDocument *document = window->document();
+    document->managedObjectContext()->markSaved();
+    window->close();
+    window = nullptr;
+    EXPECT_EQ(HXUIPreferencesManager::sharedManager()->arrangeByForDocument(document), 2);
+}
+
+TEST_F(DocumentWindowTest, CodeInspectorShowsTheSelectedRequestAndCopiesIt)
+{
+    HXRequest *request = window->currentRequest();
+    window->commands()->setValueForKey(request, QStringLiteral("url"), QStringLiteral("http://example.com/items"),
+                                       QStringLiteral("Change URL"));
+    HXCodeInspector *inspector = window->codeInspector();
+    EXPECT_FALSE(window->isCodeInspectorShown());
+    window->codeInspectorButton()->click();
+    ASSERT_TRUE(window->isCodeInspectorShown());
+    ASSERT_TRUE(HXTest::waitUntil([&] { return inspector->code().contains(u"http://example.com/items"); }));
+    EXPECT_TRUE(inspector->code().contains(u"curl")) << inspector->code().toStdString();
+
+    // The code follows edits, and Copy puts it on the clipboard.
+    window->commands()->setValueForKey(request, QStringLiteral("url"), QStringLiteral("http://example.com/other"),
+                                       QStringLiteral("Change URL"));
+    ASSERT_TRUE(HXTest::waitUntil([&] { return inspector->code().contains(u"/other"); }));
+    inspector->copyButton()->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), inspector->code());
+
+    // Edit > Copy as cURL follows its own setting, whatever the inspector shows.
+    inspector->setLanguage(HXCodeGenerator::Language::Python);
+    ASSERT_TRUE(HXTest::waitUntil([&] { return inspector->code().contains(u"import requests"); }))
+        << inspector->code().toStdString();
+    QApplication::clipboard()->clear();
+    window->mainMenu()->updateStates();
+    EXPECT_EQ(window->mainMenu()->copyAsCodeAction()->text(), QStringLiteral("Copy as cURL"));
+    window->mainMenu()->copyAsCodeAction()->trigger();
+    EXPECT_TRUE(QApplication::clipboard()->text().startsWith(u"curl") ||
+                QApplication::clipboard()->text().contains(u"\ncurl"))
+        << QApplication::clipboard()->text().toStdString();
+
+    window->setCodeInspectorShown(false);
+    EXPECT_FALSE(window->codeInspectorButton()->isChecked());
+}
+
+TEST_F(DocumentWindowTest, CustomMethodIsValidatedAndUndoesInOneStep)
+{
+    HXRequest *request = window->currentRequest();
+    const QString before = request->method();
+    window->askCustomMethod();
+    auto *dialog = window->findChild<HXCustomMethodDialog *>();
+    ASSERT_NE(dialog, nullptr);
+    const QList<std::pair<const char *, bool>> cases = {
+        {"PURGE", true}, {"", false}, {"GET X", false}, {"GET\r\nX", false}, {"MKCOL", true}};
+    for (const auto &[text, valid] : cases) {
+        dialog->field()->setText(QString::fromLatin1(text));
+        EXPECT_EQ(dialog->canAccept(), valid) << text;
+    }
+    dialog->accept();
+    EXPECT_EQ(request->method(), QStringLiteral("MKCOL"));
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Custom Method"));
+    window->mainMenu()->undoAction()->trigger();
+    EXPECT_EQ(request->method(), before);
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(DocumentWindowTest, ImportsACommandAndExportsTheRequests)
+{
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString source = folder.filePath(QStringLiteral("login.sh"));
+    QFile file(source);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("curl -X POST -H 'Accept: text/plain' https://example.com/login\n");
+    file.close();
+
+    window->importFile(source);
+    ASSERT_EQ(window->document()->topLevelItems().size(), 2);
+    ASSERT_EQ(presenter.alerts.size(), 1);
+    EXPECT_TRUE(presenter.alerts.first().informativeText.startsWith(u"Imported 1 request"))
+        << presenter.alerts.first().informativeText.toStdString();
+    EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Import"));
+
+    const QList<std::pair<const char *, const char *>> formats = {
+        {"postman", "https://example.com/login"}, {"curl", "https://example.com/login"}};
+    for (const auto &[format, expected] : formats) {
+        const QString path = folder.filePath(QString::fromLatin1(format));
+        ASSERT_TRUE(window->exportFile(path, QString::fromLatin1(format))) << format;
+        QFile written(path);
+        ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(written.readAll().contains(expected)) << format;
+    }
+
+    window->importFile(folder.filePath(QStringLiteral("missing.json")));
+    EXPECT_EQ(presenter.errors.size(), 1) << "a clear error, nothing imported";
+    EXPECT_EQ(window->document()->topLevelItems().size(), 2);
 }
 
 } // namespace

@@ -207,6 +207,14 @@ int main(int argc, char *argv[])
         sheet->close();
     }
 
+    // The list arranged by method, with the code inspector under it; the
+    // inspector stays open for the dark window.
+    window->setArrangeBy(1);
+    window->setCodeInspectorShown(true);
+    settle(200);
+    ok = shoot(folder, QStringLiteral("code-inspector")) && ok;
+    window->setArrangeBy(0);
+
     // The question about a server whose certificate is not trusted.
     if (arguments.size() == 4) {
         HXRequest *request = window->currentRequest();
