@@ -14,8 +14,8 @@
 #include "HXRequest.h"
 #include "HXRequestHandler.h"
 #include "HXTimestampDynamicValue.h"
-#include "HXUndoGroup.h"
 #include "HXURLEncodedStringParser.h"
+#include "HXUndoGroup.h"
 #include "HXUndoManager.h"
 
 #include <QCoreApplication>

@@ -33,7 +33,9 @@ HXCodeInspector::HXCodeInspector(QWidget *parent) : QWidget(parent)
     m_copy->setToolTip(tr("Copy the code"));
     m_text = new QPlainTextEdit;
     m_text->setReadOnly(true);
-    m_text->setLineWrapMode(QPlainTextEdit::NoWrap);
+    // The panel is narrow: long options wrap rather than hide.
+    m_text->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+    m_text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     m_text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_text->setFrameShape(QFrame::NoFrame);
     m_text->setPlaceholderText(tr("No Request Selected"));

@@ -36,6 +36,10 @@ void HXDocumentWindow::setCodeInspectorShown(bool shown)
         m_inspector->setVisible(true);
         const int total = m_listSplitter->height();
         m_listSplitter->setSizes({std::max(120, total - 240), 240});
+        // Code needs more room than names: a narrow list column widens.
+        constexpr int codeWidth = 340;
+        if (const QList<int> columns = m_mainSplitter->sizes(); columns.value(0) < codeWidth)
+            m_mainSplitter->setSizes({codeWidth, std::max(200, columns.value(0) + columns.value(1) - codeWidth)});
     } else if (!shown) {
         m_inspector->setVisible(false);
     }
@@ -49,7 +53,8 @@ void HXDocumentWindow::copyAsCode()
     if (requests.isEmpty())
         return;
     QApplication::clipboard()->setText(HXCodeInspector::codeForRequests(
-        requests, m_document.get(), HXCodeInspector::languageForSetting(QStringLiteral("HXUserDefaultCopyRequestsAs"))));
+        requests, m_document.get(),
+        HXCodeInspector::languageForSetting(QStringLiteral("HXUserDefaultCopyRequestsAs"))));
 }
 
 void HXDocumentWindow::askCustomMethod()
@@ -95,9 +100,8 @@ void HXDocumentWindow::importFile(QString path)
         presenter->presentError(error);
         return;
     }
-    const HXImportReport report =
-        HXCollectionImport::importCollection(collection.value(), m_document.get(), nullptr,
-                                             QFileInfo(path).absolutePath());
+    const HXImportReport report = HXCollectionImport::importCollection(collection.value(), m_document.get(), nullptr,
+                                                                       QFileInfo(path).absolutePath());
     HXPresenter::Alert alert;
     alert.message = tr("Imported %1").arg(QFileInfo(path).fileName());
     alert.informativeText = report.text();
@@ -113,8 +117,8 @@ bool HXDocumentWindow::exportFile(QString path, const QString &format)
     const QString curl = tr("cURL Script (*.sh)");
     QString chosen = format == u"har" ? har : format == u"curl" ? curl : postman;
     if (path.isEmpty()) {
-        const QString base = m_document->fileName().isEmpty() ? tr("Untitled")
-                                                               : QFileInfo(m_document->fileName()).completeBaseName();
+        const QString base =
+            m_document->fileName().isEmpty() ? tr("Untitled") : QFileInfo(m_document->fileName()).completeBaseName();
         path = QFileDialog::getSaveFileName(this, tr("Export"), base + QStringLiteral(".json"),
                                             QStringList{postman, har, curl}.join(QStringLiteral(";;")), &chosen);
         if (path.isEmpty())
@@ -125,8 +129,9 @@ bool HXDocumentWindow::exportFile(QString path, const QString &format)
                                              : HXPostmanExporter::exportDocument(m_document.get());
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-        HXPresenter::sharedPresenter()->presentError(HXError(
-            QStringLiteral("kestrelworks.Kea.Export"), 1, tr("%1 could not be written: %2").arg(path, file.errorString())));
+        HXPresenter::sharedPresenter()->presentError(
+            HXError(QStringLiteral("kestrelworks.Kea.Export"), 1,
+                    tr("%1 could not be written: %2").arg(path, file.errorString())));
         return false;
     }
     return true;

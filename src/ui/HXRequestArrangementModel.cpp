@@ -183,6 +183,7 @@ QVariant HXRequestArrangementModel::data(const QModelIndex &index, int role) con
     case Qt::DisplayRole:
         return QStringLiteral("%1 (%2)").arg(group.title).arg(group.requests.size());
     case HXRequestTreeModel::IsFolderRole:
+    case HeaderRole:
         return true;
     case HXRequestTreeModel::ObjectURIRole:
         return QStringLiteral("arrangement:%1").arg(group.title);

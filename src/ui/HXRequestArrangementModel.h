@@ -15,6 +15,8 @@ class HXRequestArrangementModel : public QAbstractItemModel
 public:
     // The arrangements of the list; None shows no groups at all.
     enum Arrangement { None = 0, ByMethod = 1, ByHost = 2, ByLastStatus = 3 };
+    // True on header rows (which also answer IsFolderRole, as a folder would).
+    static constexpr int HeaderRole = Qt::UserRole + 64;
 
     explicit HXRequestArrangementModel(QObject *parent = nullptr);
 

@@ -1,5 +1,6 @@
 #include "HXRequestListDelegate.h"
 
+#include "HXRequestArrangementModel.h"
 #include "HXRequestTreeModel.h"
 
 #include <QApplication>
@@ -41,6 +42,26 @@ QSize HXRequestListDelegate::sizeHint(const QStyleOptionViewItem &option, const 
 
 void HXRequestListDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
+    if (index.data(HXRequestArrangementModel::HeaderRole).toBool()) {
+        // A group of an arranged list: a quiet bold title, no icon.
+        QStyleOptionViewItem header = option;
+        initStyleOption(&header, index);
+        const QString title = header.text;
+        header.text.clear();
+        QApplication::style()->drawControl(QStyle::CE_ItemViewItem, &header, painter, option.widget);
+        QFont bold = option.font;
+        bold.setBold(true);
+        QColor color = option.palette.color(QPalette::Text);
+        color.setAlphaF(0.6f);
+        painter->save();
+        painter->setFont(bold);
+        painter->setPen(color);
+        const QRect rect = option.rect.adjusted(4, 0, -8, 0);
+        painter->drawText(rect, Qt::AlignVCenter | Qt::AlignLeft,
+                          QFontMetrics(bold).elidedText(title, Qt::ElideRight, rect.width()));
+        painter->restore();
+        return;
+    }
     if (index.data(HXRequestTreeModel::IsFolderRole).toBool()) {
         QStyleOptionViewItem folder = option;
         initStyleOption(&folder, index);

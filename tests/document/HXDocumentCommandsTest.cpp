@@ -2,6 +2,7 @@
 #include "HXDocument.h"
 #include "HXDynamicValueEngine.h"
 #include "HXEnvironment.h"
+#include "HXEnvironmentVariable.h"
 #include "HXEnvironmentVariableValue.h"
 #include "HXFetchRequest.h"
 #include "HXKeyValue.h"
@@ -385,11 +386,16 @@ TEST_F(DocumentCommandsTest, PasteTogglesAndCustomMethodAreNamedUndoSteps)
 TEST_F(DocumentCommandsTest, CustomMethodsMustBeHTTPTokens)
 {
     const QList<std::pair<QString, bool>> cases = {
-        {QStringLiteral("PURGE"), true},       {QStringLiteral("M-SEARCH"), true},
-        {QStringLiteral("x_y.z~!#$%&'*+^`|"), true}, {QString(), false},
-        {QStringLiteral("GET X"), false},      {QStringLiteral("GET\r\nX: y"), false},
-        {QStringLiteral("GET\n"), false},      {QStringLiteral("A(B)"), false},
-        {QStringLiteral("A:B"), false},        {QStringLiteral("M\u00c9THODE"), false},
+        {QStringLiteral("PURGE"), true},
+        {QStringLiteral("M-SEARCH"), true},
+        {QStringLiteral("x_y.z~!#$%&'*+^`|"), true},
+        {QString(), false},
+        {QStringLiteral("GET X"), false},
+        {QStringLiteral("GET\r\nX: y"), false},
+        {QStringLiteral("GET\n"), false},
+        {QStringLiteral("A(B)"), false},
+        {QStringLiteral("A:B"), false},
+        {QStringLiteral("M\u00c9THODE"), false},
     };
     for (const auto &[method, valid] : cases)
         EXPECT_EQ(HXDocumentCommands::isValidRequestMethod(method), valid) << method.toStdString();
@@ -405,10 +411,10 @@ TEST_F(DocumentCommandsTest, CustomMethodsMustBeHTTPTokens)
 TEST_F(DocumentCommandsTest, DeletingVariablesTakesTheirValuesAndUndoes)
 {
     HXEnvironment *second = HXEnvironment::addEnvironment(QStringLiteral("Second"), context());
-    HXEnvironmentVariable *host = HXEnvironment::addEnvironmentVariable(QStringLiteral("host"), QStringLiteral("h"),
-                                                                        context());
-    HXEnvironmentVariable *port = HXEnvironment::addEnvironmentVariable(QStringLiteral("port"), QStringLiteral("80"),
-                                                                        context());
+    HXEnvironmentVariable *host =
+        HXEnvironment::addEnvironmentVariable(QStringLiteral("host"), QStringLiteral("h"), context());
+    HXEnvironmentVariable *port =
+        HXEnvironment::addEnvironmentVariable(QStringLiteral("port"), QStringLiteral("80"), context());
     auto valueCount = [&] {
         HXFetchRequest fetch(QStringLiteral("HXEnvironmentVariableValue"));
         return context()->executeFetchRequest(fetch).valueOr({}).size();

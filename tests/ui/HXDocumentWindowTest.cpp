@@ -36,11 +36,11 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
-#include <QToolButton>
-#include <QTabWidget>
 #include <QTest>
+#include <QToolButton>
 #include <QTreeView>
 #include <QWidgetAction>
 
@@ -349,9 +349,8 @@ TEST_F(DocumentWindowTest, ArrangesTheListUnderHeadersAndKeepsTheSelection)
             titles.append(model->index(row, 0).data().toString());
         return titles.join(u',');
     };
-    const QList<std::pair<int, const char *>> cases = {{1, "GET (2),POST (1)"},
-                                                       {2, "a.example (1),b.example (1),No Host (1)"},
-                                                       {3, "No Response (3)"}};
+    const QList<std::pair<int, const char *>> cases = {
+        {1, "GET (2),POST (1)"}, {2, "a.example (1),b.example (1),No Host (1)"}, {3, "No Response (3)"}};
     for (const auto &[arrangement, expected] : cases) {
         window->setArrangeBy(arrangement);
         EXPECT_EQ(headers(), QString::fromLatin1(expected)) << arrangement;
@@ -456,8 +455,8 @@ TEST_F(DocumentWindowTest, ImportsACommandAndExportsTheRequests)
         << presenter.alerts.first().informativeText.toStdString();
     EXPECT_EQ(window->mainMenu()->undoAction()->text(), QStringLiteral("Undo Import"));
 
-    const QList<std::pair<const char *, const char *>> formats = {
-        {"postman", "https://example.com/login"}, {"curl", "https://example.com/login"}};
+    const QList<std::pair<const char *, const char *>> formats = {{"postman", "https://example.com/login"},
+                                                                  {"curl", "https://example.com/login"}};
     for (const auto &[format, expected] : formats) {
         const QString path = folder.filePath(QString::fromLatin1(format));
         ASSERT_TRUE(window->exportFile(path, QString::fromLatin1(format))) << format;
