@@ -282,7 +282,9 @@ void HXDocumentWindow::_selectionChanged()
         m_viewer->setEmptyText(tr("No Response\nPress Ctrl+Return to send the request."));
         m_viewer->setResponses(HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid()));
     }
-    m_viewer->setRequestText(HXResponseViewer::requestText(request, m_document.get()));
+    m_viewer->setRequestTextProvider([request, document = m_document.get()] {
+        return request != nullptr && request->isLive() ? HXResponseViewer::requestText(request, document) : QString();
+    });
     _updateWarnings();
     updateCommandStates();
 }

@@ -133,6 +133,10 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
     m_tabs->addTab(m_headers, tr("Headers"));
     m_tabs->addTab(m_cookies, tr("Cookies"));
     m_tabs->addTab(m_requestView, tr("Request"));
+    connect(m_tabs, &QTabWidget::currentChanged, this, [this] {
+        if (m_tabs->currentWidget() == m_requestView && m_requestTextProvider)
+            setRequestText(m_requestTextProvider());
+    });
     const HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
     m_tabs->setTabVisible(RawTab, defaults.boolForKey(QStringLiteral("HXUserDefaultShowRawResponseTab")));
     m_tabs->setTabVisible(HexTab, defaults.boolForKey(QStringLiteral("HXUserDefaultShowHexResponseTab")));
@@ -194,7 +198,15 @@ void HXResponseViewer::focusFind()
 
 void HXResponseViewer::setRequestText(const QString &text)
 {
+    m_requestTextProvider = nullptr;
     m_requestView->setText(text);
+}
+
+void HXResponseViewer::setRequestTextProvider(std::function<QString()> provider)
+{
+    m_requestTextProvider = std::move(provider);
+    if (m_tabs->currentWidget() == m_requestView)
+        setRequestText(m_requestTextProvider());
 }
 
 QString HXResponseViewer::requestText(HXRequest *request, HXEvaluationDocument *document)

@@ -4,6 +4,7 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 
 class HXEvaluationDocument;
@@ -40,10 +41,14 @@ public:
     std::shared_ptr<HXResponse> response() const { return m_response; }
     // What is sent, as text (request line, headers, body).
     void setRequestText(const QString &text);
+    // The Request tab's text, made when that tab is first shown (it
+    // evaluates the whole request, which selecting a row need not wait for).
+    void setRequestTextProvider(std::function<QString()> provider);
     static QString requestText(HXRequest *request, HXEvaluationDocument *document);
     void setEmptyText(const QString &text);
 
     HXLargeTextView *bodyView() const { return m_bodyView; }
+    HXLargeTextView *requestView() const { return m_requestView; }
     QTabWidget *tabs() const { return m_tabs; }
     bool isFormatting() const { return m_formatter.isBusy() || m_rawFormatter.isBusy(); }
     void showOlder();
@@ -81,6 +86,7 @@ private:
     QTableWidget *m_headers = nullptr;
     QTableWidget *m_cookies = nullptr;
     HXLargeTextView *m_requestView = nullptr;
+    std::function<QString()> m_requestTextProvider;
     QStackedWidget *m_stack = nullptr;
     QLabel *m_empty = nullptr;
 };

@@ -118,6 +118,12 @@ TEST_F(DocumentWindowTest, SendsWithCtrlReturnAndShowsThePrettyBody)
     EXPECT_GT(body->lineCount(), 5) << "pretty-printed over several lines";
     EXPECT_TRUE(body->find(QStringLiteral("\"kea\"")));
 
+    // The Request tab is filled when it is opened.
+    window->responseViewer()->tabs()->setCurrentIndex(HXResponseViewer::RequestTab);
+    EXPECT_TRUE(window->responseViewer()->requestView()->text().startsWith(
+        QStringLiteral("GET %1/anything?kea=1\n").arg(echo.baseURL())))
+        << window->responseViewer()->requestView()->text().toStdString();
+
     // The list shows the status, the parameters tab the URL's query.
     const QModelIndex row = window->requestList()->model()->indexForItem(request);
     EXPECT_EQ(row.data(HXRequestTreeModel::StatusCodeRole).toInt(), 200);
