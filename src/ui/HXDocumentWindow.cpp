@@ -59,12 +59,9 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     m_detailSplitter->setChildrenCollapsible(false);
     m_detailSplitter->setStretchFactor(0, 2);
     m_detailSplitter->setStretchFactor(1, 3);
-    // The code inspector sits under the list, hidden until asked for.
-    m_inspector = new HXCodeInspector;
-    m_inspector->setVisible(false);
+    // The code inspector goes under the list when it is first asked for.
     m_listSplitter = new QSplitter(Qt::Vertical);
     m_listSplitter->addWidget(m_list);
-    m_listSplitter->addWidget(m_inspector);
     m_listSplitter->setChildrenCollapsible(false);
     m_listSplitter->setStretchFactor(0, 1);
     m_mainSplitter = new QSplitter(Qt::Horizontal);
@@ -107,7 +104,8 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     });
     HXManagedObjectContext *context = m_document->managedObjectContext();
     connect(context, &HXManagedObjectContext::objectsDidChange, this, [this] {
-        m_inspector->scheduleUpdate();
+        if (m_inspector != nullptr)
+            m_inspector->scheduleUpdate();
         _updateTitle();
         _updateEnvironments();
         _updateWarnings();
@@ -115,7 +113,8 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     });
     connect(context->undoManager(), &HXUndoManager::changed, this, &HXDocumentWindow::updateCommandStates);
     connect(m_document.get(), &HXDocument::currentEnvironmentChanged, this, [this] {
-        m_inspector->scheduleUpdate();
+        if (m_inspector != nullptr)
+            m_inspector->scheduleUpdate();
         _updateEnvironments();
         _updateWarnings();
     });
@@ -274,7 +273,8 @@ void HXDocumentWindow::_selectionChanged()
 {
     HXRequest *request = currentRequest();
     m_editor->setRequest(request);
-    m_inspector->setRequest(request, m_document.get());
+    if (m_inspector != nullptr)
+        m_inspector->setRequest(request, m_document.get());
     if (request == nullptr) {
         m_viewer->setEmptyText(m_list->selectedItems().isEmpty() ? tr("No Request Selected") : tr("No Response"));
         m_viewer->setResponses({});

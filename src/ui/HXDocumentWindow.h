@@ -42,6 +42,7 @@ public:
     QLabel *statusLabel() const { return m_statusText; }
     HXWarningsButton *warningsButton() const { return m_warnings; }
     HXMainMenu *mainMenu() const { return m_menu; }
+    // Null until the inspector is first shown.
     HXCodeInspector *codeInspector() const { return m_inspector; }
     QToolButton *codeInspectorButton() const { return m_inspectorToggle; }
 

@@ -27,12 +27,18 @@
 
 bool HXDocumentWindow::isCodeInspectorShown() const
 {
-    return !m_inspector->isHidden();
+    return m_inspector != nullptr && !m_inspector->isHidden();
 }
 
 void HXDocumentWindow::setCodeInspectorShown(bool shown)
 {
-    if (shown && m_inspector->isHidden()) {
+    if (shown && !isCodeInspectorShown()) {
+        if (m_inspector == nullptr) {
+            m_inspector = new HXCodeInspector;
+            m_listSplitter->addWidget(m_inspector);
+            m_listSplitter->setStretchFactor(1, 0);
+            m_inspector->setRequest(currentRequest(), m_document.get());
+        }
         m_inspector->setVisible(true);
         const int total = m_listSplitter->height();
         m_listSplitter->setSizes({std::max(120, total - 240), 240});
@@ -40,7 +46,7 @@ void HXDocumentWindow::setCodeInspectorShown(bool shown)
         constexpr int codeWidth = 340;
         if (const QList<int> columns = m_mainSplitter->sizes(); columns.value(0) < codeWidth)
             m_mainSplitter->setSizes({codeWidth, std::max(200, columns.value(0) + columns.value(1) - codeWidth)});
-    } else if (!shown) {
+    } else if (!shown && m_inspector != nullptr) {
         m_inspector->setVisible(false);
     }
     m_inspectorToggle->setChecked(shown);

@@ -22,7 +22,6 @@ HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *pare
     layout->setSpacing(0);
     m_filter = new QLineEdit;
     m_filter->setPlaceholderText(tr("Filter"));
-    m_filter->setClearButtonEnabled(true);
     auto *filterBox = new QVBoxLayout;
     filterBox->setContentsMargins(6, 6, 6, 6);
     filterBox->addWidget(m_filter);
@@ -57,6 +56,10 @@ HXRequestListView::HXRequestListView(HXDocumentCommands *commands, QWidget *pare
     layout->addWidget(m_tree, 1);
 
     connect(m_filter, &QLineEdit::textChanged, this, [this](const QString &text) {
+        // The clear button's icon is loaded when there is something to clear,
+        // not while the window opens.
+        if (!text.isEmpty())
+            m_filter->setClearButtonEnabled(true);
         m_proxy->setFilterFixedString(text);
         if (!text.isEmpty())
             m_tree->expandAll();

@@ -390,10 +390,10 @@ TEST_F(DocumentWindowTest, CodeInspectorShowsTheSelectedRequestAndCopiesIt)
     HXRequest *request = window->currentRequest();
     window->commands()->setValueForKey(request, QStringLiteral("url"), QStringLiteral("http://example.com/items"),
                                        QStringLiteral("Change URL"));
-    HXCodeInspector *inspector = window->codeInspector();
     EXPECT_FALSE(window->isCodeInspectorShown());
     window->codeInspectorButton()->click();
     ASSERT_TRUE(window->isCodeInspectorShown());
+    HXCodeInspector *inspector = window->codeInspector();
     ASSERT_TRUE(HXTest::waitUntil([&] { return inspector->code().contains(u"http://example.com/items"); }));
     EXPECT_TRUE(inspector->code().contains(u"curl")) << inspector->code().toStdString();
 
