@@ -17,6 +17,8 @@
 #include <QToolBar>
 #include <QToolButton>
 
+#include <functional>
+
 void HXDocumentWindow::_buildToolbar()
 {
     QToolBar *bar = addToolBar(tr("Toolbar"));
@@ -95,34 +97,33 @@ void HXDocumentWindow::_buildToolbar()
 void HXDocumentWindow::_updateIcons()
 {
     // Drawn in the palette's text colour, so they read in light and dark.
-    auto symbol = [this](bool triangle) {
+    const QColor ink = palette().color(QPalette::ButtonText);
+    auto symbol = [this](const std::function<void(QPainter &)> &draw) {
         const qreal ratio = devicePixelRatioF();
         QPixmap pixmap(QSize(16, 16) * ratio);
         pixmap.setDevicePixelRatio(ratio);
         pixmap.fill(Qt::transparent);
         QPainter painter(&pixmap);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(palette().color(QPalette::ButtonText));
-        if (triangle)
-            painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
-        else
-            painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
+        draw(painter);
+        painter.end();
         return QIcon(pixmap);
     };
-    m_send->setIcon(symbol(true));
-    m_stop->setIcon(symbol(false));
-    // The inspector's "</>".
-    const qreal ratio = devicePixelRatioF();
-    QPixmap code(QSize(16, 16) * ratio);
-    code.setDevicePixelRatio(ratio);
-    code.fill(Qt::transparent);
-    QPainter painter(&code);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(palette().color(QPalette::ButtonText), 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    painter.drawPolyline(QPolygonF({QPointF(5, 4), QPointF(1.5, 8), QPointF(5, 12)}));
-    painter.drawPolyline(QPolygonF({QPointF(11, 4), QPointF(14.5, 8), QPointF(11, 12)}));
-    painter.drawLine(QPointF(9.2, 3), QPointF(6.8, 13));
-    painter.end();
-    m_inspectorToggle->setIcon(QIcon(code));
+    m_send->setIcon(symbol([&ink](QPainter &painter) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(ink);
+        painter.drawPolygon(QPolygonF({QPointF(3.5, 2), QPointF(14, 8), QPointF(3.5, 14)}));
+    }));
+    m_stop->setIcon(symbol([&ink](QPainter &painter) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(ink);
+        painter.drawRoundedRect(QRectF(3, 3, 10, 10), 1.5, 1.5);
+    }));
+    // The code inspector's "</>".
+    m_inspectorToggle->setIcon(symbol([&ink](QPainter &painter) {
+        painter.setPen(QPen(ink, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.drawPolyline(QPolygonF({QPointF(5, 4), QPointF(1.5, 8), QPointF(5, 12)}));
+        painter.drawPolyline(QPolygonF({QPointF(11, 4), QPointF(14.5, 8), QPointF(11, 12)}));
+        painter.drawLine(QPointF(9.2, 3), QPointF(6.8, 13));
+    }));
 }

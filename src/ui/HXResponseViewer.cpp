@@ -89,7 +89,11 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
     findBar->setContentsMargins(0, 6, 0, 6);
     m_find = new QLineEdit;
     m_find->setPlaceholderText(tr("Find in Body"));
-    m_find->setClearButtonEnabled(true);
+    // Its clear button's icon is loaded when there is something to clear.
+    connect(m_find, &QLineEdit::textChanged, m_find, [this](const QString &text) {
+        if (!text.isEmpty())
+            m_find->setClearButtonEnabled(true);
+    });
     m_bodyMode = new QToolButton;
     m_bodyMode->setText(tr("Outline"));
     m_bodyMode->setCheckable(true);

@@ -11,7 +11,6 @@
 HXWarningsButton::HXWarningsButton(QWidget *parent) : QToolButton(parent)
 {
     setObjectName(QStringLiteral("warningsButton"));
-    setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
     setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(this, &QToolButton::clicked, this, &HXWarningsButton::showPopover);
 }
@@ -29,6 +28,10 @@ void HXWarningsButton::refresh()
         m_request = nullptr;
     const qsizetype count = m_request && m_document ? m_request->warningsWithDocument(m_document).size() : 0;
     m_count = int(count);
+    // The icon is looked up when the button is first needed: most windows
+    // open on a request without warnings.
+    if (count > 0 && icon().isNull())
+        setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
     setText(QString::number(count));
     setToolTip(count == 1 ? tr("1 Warning") : tr("%1 Warnings").arg(count));
 }
