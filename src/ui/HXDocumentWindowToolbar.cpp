@@ -88,6 +88,8 @@ void HXDocumentWindow::_buildToolbar()
     m_inspectorToggle->setText(tr("Code"));
     m_inspectorToggle->setToolTip(tr("Show Code Inspector"));
     m_inspectorToggle->setCheckable(true);
+    // Flat while off, like the other tool buttons, so "on" stands out in dark palettes too.
+    m_inspectorToggle->setAutoRaise(true);
     m_inspectorToggle->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(m_inspectorToggle, &QToolButton::toggled, this, &HXDocumentWindow::setCodeInspectorShown);
     bar->addWidget(m_inspectorToggle);
