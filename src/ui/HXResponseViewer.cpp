@@ -52,6 +52,24 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
 
+    m_empty = new QLabel(tr("No Response"));
+    m_empty->setAlignment(Qt::AlignCenter);
+    m_empty->setEnabled(false);
+    QFont large = m_empty->font();
+    large.setPointSizeF(large.pointSizeF() * 1.4);
+    m_empty->setFont(large);
+
+    m_stack = new QStackedWidget;
+    m_stack->addWidget(m_empty);
+    layout->addWidget(m_stack);
+}
+
+void HXResponseViewer::_makeContent()
+{
+    // Built when there is first a response (or a tab) to show: a window
+    // opening on a request without responses shows only the empty text.
+    if (m_tabs != nullptr)
+        return;
     auto *bar = new QWidget;
     auto *barLayout = new QHBoxLayout(bar);
     barLayout->setContentsMargins(2, 6, 0, 6);
@@ -151,21 +169,28 @@ HXResponseViewer::HXResponseViewer(QWidget *parent) : QWidget(parent)
     contentLayout->setSpacing(0);
     contentLayout->addWidget(bar);
     contentLayout->addWidget(m_tabs, 1);
-
-    m_empty = new QLabel(tr("No Response"));
-    m_empty->setAlignment(Qt::AlignCenter);
-    m_empty->setEnabled(false);
-    QFont large = m_empty->font();
-    large.setPointSizeF(large.pointSizeF() * 1.4);
-    m_empty->setFont(large);
-
-    m_stack = new QStackedWidget;
-    m_stack->addWidget(m_empty);
     m_stack->addWidget(content);
-    layout->addWidget(m_stack);
 }
 
 HXResponseViewer::~HXResponseViewer() = default;
+
+HXLargeTextView *HXResponseViewer::bodyView()
+{
+    _makeContent();
+    return m_bodyView;
+}
+
+HXLargeTextView *HXResponseViewer::requestView()
+{
+    _makeContent();
+    return m_requestView;
+}
+
+QTabWidget *HXResponseViewer::tabs()
+{
+    _makeContent();
+    return m_tabs;
+}
 
 void HXResponseViewer::setEmptyText(const QString &text)
 {
@@ -194,6 +219,7 @@ void HXResponseViewer::showNewer()
 
 void HXResponseViewer::focusFind()
 {
+    _makeContent();
     m_tabs->setCurrentIndex(BodyTab);
     m_bodyMode->setChecked(false);
     m_find->setFocus();
@@ -202,6 +228,7 @@ void HXResponseViewer::focusFind()
 
 void HXResponseViewer::setRequestText(const QString &text)
 {
+    _makeContent();
     m_requestTextProvider = nullptr;
     m_requestView->setText(text);
 }
@@ -209,7 +236,7 @@ void HXResponseViewer::setRequestText(const QString &text)
 void HXResponseViewer::setRequestTextProvider(std::function<QString()> provider)
 {
     m_requestTextProvider = std::move(provider);
-    if (m_tabs->currentWidget() == m_requestView)
+    if (m_tabs != nullptr && m_tabs->currentWidget() == m_requestView)
         setRequestText(m_requestTextProvider());
 }
 
@@ -234,6 +261,11 @@ QString HXResponseViewer::requestText(HXRequest *request, HXEvaluationDocument *
 void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)
 {
     m_response = response;
+    if (response == nullptr && m_tabs == nullptr) {
+        m_stack->setCurrentIndex(0);
+        return;
+    }
+    _makeContent();
     m_stack->setCurrentIndex(response ? 1 : 0);
     _updateStatusBar();
     m_outlineModel->setTree(nullptr);

@@ -47,9 +47,10 @@ public:
     static QString requestText(HXRequest *request, HXEvaluationDocument *document);
     void setEmptyText(const QString &text);
 
-    HXLargeTextView *bodyView() const { return m_bodyView; }
-    HXLargeTextView *requestView() const { return m_requestView; }
-    QTabWidget *tabs() const { return m_tabs; }
+    // The views (made on first use).
+    HXLargeTextView *bodyView();
+    HXLargeTextView *requestView();
+    QTabWidget *tabs();
     bool isFormatting() const { return m_formatter.isBusy() || m_rawFormatter.isBusy(); }
     void showOlder();
     void showNewer();
@@ -59,6 +60,7 @@ Q_SIGNALS:
     void bodyShown();
 
 private:
+    void _makeContent();
     void _showBody(HXBodyFormatter::Result &result);
     void _updateStatusBar();
     void _fillTables();
