@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTextDocument>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -38,6 +39,8 @@ HXCodeInspector::HXCodeInspector(QWidget *parent) : QWidget(parent)
     m_text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     m_text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_text->setFrameShape(QFrame::NoFrame);
+    // Lined up with the title above it.
+    m_text->document()->setDocumentMargin(6);
     m_text->setPlaceholderText(tr("No Request Selected"));
 
     auto *title = new QLabel(tr("Code"));
