@@ -3,6 +3,7 @@
 #include "HXGCDHTTPRequest.h"
 #include "HXHTTPEngineThread.h"
 #include "HXHTTPLogging.h"
+#include "HXHTTPProxyConfiguration.h"
 
 #include <QCoreApplication>
 #include <QSslSocket>
@@ -53,6 +54,14 @@ void HXGCDHTTPRequestTransfer::getProxySettingsAndStart()
     if (isFinal())
         return;
     status = StatusProxyLookup;
+    // Settings alone decide unless a PAC script has to run: then at once,
+    // without a turn of the loop.
+    QUrl pacURL;
+    const HXHTTPProxyDecision decided = HXHTTPProxyConfiguration::decisionFromSettings(url, settings, &pacURL);
+    if (!pacURL.isValid()) {
+        proxyDecided(decided.proxyMode, decided.host, decided.port, decided.error);
+        return;
+    }
     std::weak_ptr<HXGCDHTTPRequestTransfer> weak = shared_from_this();
     HXGCDHTTPRequest::getProxyConfigurationForURL(
         url, settings,
