@@ -22,4 +22,5 @@ echo "== build (address and undefined-behaviour sanitizers)"
 scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DKEA_WERROR=ON -DKEA_SANITIZE=ON -DKEA_BUILD_BENCH=OFF
 echo "== tests under sanitizers"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  LSAN_OPTIONS=suppressions="$PWD/tests/lsan.supp":print_suppressions=0 \
   ctest --test-dir build-asan --output-on-failure -j "$jobs" --timeout 600
