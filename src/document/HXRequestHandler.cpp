@@ -36,7 +36,12 @@ QString HTTPBaseURL(const QString &url)
 
 } // namespace
 
-HXRequestHandler::HXRequestHandler(HXDocument *document) : m_document(document) {}
+HXRequestHandler::HXRequestHandler(HXDocument *document) : m_document(document)
+{
+    m_responseWriteTimer.setSingleShot(true);
+    m_responseWriteTimer.setInterval(responseWriteIntervalMilliseconds);
+    connect(&m_responseWriteTimer, &QTimer::timeout, this, &HXRequestHandler::_writeResponsesNow);
+}
 
 HXRequestHandler::~HXRequestHandler()
 {
@@ -44,6 +49,24 @@ HXRequestHandler::~HXRequestHandler()
         engineRequest->clearDelegateAndCancel();
         delete engineRequest;
     }
+    if (m_responseWriteTimer.isActive())
+        _writeResponsesNow();
+}
+
+void HXRequestHandler::_writeResponsesSoon()
+{
+    if (!isBusy()) {
+        _writeResponsesNow();
+        return;
+    }
+    if (!m_responseWriteTimer.isActive())
+        m_responseWriteTimer.start();
+}
+
+void HXRequestHandler::_writeResponsesNow()
+{
+    m_responseWriteTimer.stop();
+    HXResponseManager::sharedManager()->purgeOldResponses();
 }
 
 void HXRequestHandler::sendRequests(const QList<HXRequest *> &requests)
@@ -59,6 +82,8 @@ void HXRequestHandler::_handleNextRequestIfNeeded()
     if (!m_requests.empty())
         return;
     if (m_queuedRequests.isEmpty()) {
+        if (m_responseWriteTimer.isActive())
+            _writeResponsesNow();
         Q_EMIT idle();
         return;
     }
@@ -304,7 +329,6 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     SendInfo info = *found;
     HXRequest *request = info.request;
     std::shared_ptr<HXResponse> response = info.response;
-    HXResponseManager *store = HXResponseManager::sharedManager();
     if (response == nullptr) {
         // An engine that reports no separate head: record it now.
         HTTPRequestDidReceiveResponseHeaders(engineRequest);
@@ -329,9 +353,10 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     _remove(engineRequest);
     Q_EMIT progressChanged(request, 1.0, true);
     // The response is written when this returns, after the next request (or
-    // the redirect) is on its way, so that the write overlaps its connection.
-    // Until then the store hands it out as a response not saved yet.
-    const auto writeResponse = qScopeGuard([store] { store->purgeOldResponses(); });
+    // the redirect) is on its way: at once when nothing follows, otherwise
+    // with the responses that come in soon after it. Until then the store
+    // hands it out as a response not saved yet.
+    const auto writeResponse = qScopeGuard([this] { _writeResponsesSoon(); });
     HXNotificationCenter::defaultCenter()->postNotification(
         QStringLiteral("HXRequestDidRecieveNewResponseNotification"), request,
         {{QStringLiteral("HXRequestNotificationNewResponseKey"), QVariant::fromValue(response)}});
@@ -409,7 +434,7 @@ void HXRequestHandler::HTTPRequestDidFailWithError(HXHTTPRequest *engineRequest,
     const QString url = engineRequest->URL().toString();
     if (info->response != nullptr) {
         // The head arrived: it is recorded as it came.
-        HXResponseManager::sharedManager()->purgeOldResponses();
+        _writeResponsesSoon();
     }
     setStatus(StatusFailed, engineRequest);
     _remove(engineRequest);
