@@ -1,5 +1,4 @@
 #include "HXCLICommand.h"
-#include "HXHTTPEngineThread.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXUserDefaults.h"
 
@@ -45,8 +44,6 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
     HXUserDefaults::registerApplicationDefaults();
     HXRequestEvaluationContext::installDefaultContextFactory();
-    // No window waits on this thread, so the own engine works on it too.
-    HXHTTPEngineThread::useCallingThread();
 
     QStringList arguments = app.arguments().mid(1);
     while (!arguments.isEmpty()) {
