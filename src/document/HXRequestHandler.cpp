@@ -9,6 +9,7 @@
 #include "HXRequest.h"
 #include "HXResponse.h"
 #include "HXResponseManager.h"
+#include "HXSentRequestLog.h"
 #include "HXThreading.h"
 #include "HXTrustedCertificates.h"
 #include "HXUserDefaults.h"
@@ -302,6 +303,8 @@ void HXRequestHandler::HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *engin
         response->setDate(now);
         response->setResponseTime(double(info->startDate.msecsTo(now)) / 1000.0);
         response->setRequestUUID(info->request->uuid());
+        if (m_document != nullptr)
+            HXSentRequestLog::logForDocument(m_document)->recordRequest(*response, *engineRequest);
         // Written with its body, in one transaction, when the request ends.
         info->response = response;
     }
@@ -338,13 +341,16 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     response->setBody(engineRequest->responseBody());
 
     const qint64 statusCode = engineRequest->responseStatusCode();
-    if (soundsEnabled()) {
+    const QString location = engineRequest->responseHeaders().value(QStringLiteral("Location"));
+    // A hop of a redirect chain is not announced: the send is, once, at its
+    // last response or its failure.
+    const bool redirects = statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull();
+    if (soundsEnabled() && !redirects) {
         const QString sound = statusCode >= 200 && statusCode <= 299   ? QStringLiteral("complete")
                               : statusCode >= 300 && statusCode <= 399 ? QStringLiteral("message")
                                                                        : QStringLiteral("dialog-warning");
         HXDesktopServices::sharedServices()->playSound(sound);
     }
-    const QString location = engineRequest->responseHeaders().value(QStringLiteral("Location"));
     const QUrl answeredURL = engineRequest->URL();
     const QString reason = engineRequest->responseStatusReasonPhrase();
 
@@ -363,12 +369,14 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     Q_EMIT requestDidReceiveNewResponse(request, response);
 
     const QVariantMap notificationInfo{{QStringLiteral("type"), QStringLiteral("RequestsSent")},
-                                       {QStringLiteral("batchRequestsCount"), m_batchRequestsCount}};
-    HXDesktopServices::sharedServices()->deliverNotification(
-        request->name(), QStringLiteral("%1 %2 (%3)").arg(statusCode).arg(reason, response->downloadTimeString()),
-        notificationInfo);
+                                       {QStringLiteral("batchRequestsCount"), m_batchRequestsCount},
+                                       {QStringLiteral("requestUUID"), request->uuid()}};
+    if (!redirects)
+        HXDesktopServices::sharedServices()->deliverNotification(
+            request->name(), QStringLiteral("%1 %2 (%3)").arg(statusCode).arg(reason, response->downloadTimeString()),
+            notificationInfo);
 
-    if (statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull()) {
+    if (redirects) {
         if (info.redirectCount >= maximumRedirects) {
             _reportFailure(request,
                            HXHTTPRequestError(HXHTTPRequestErrorCode::TooManyRedirects, tr("Too many redirects")),
@@ -414,7 +422,8 @@ void HXRequestHandler::_reportFailure(HXRequest *request, const HXError &error, 
     HXDesktopServices::sharedServices()->deliverNotification(
         request->name(), error.description,
         {{QStringLiteral("type"), QStringLiteral("RequestsSent")},
-         {QStringLiteral("batchRequestsCount"), m_batchRequestsCount}});
+         {QStringLiteral("batchRequestsCount"), m_batchRequestsCount},
+         {QStringLiteral("requestUUID"), request->uuid()}});
 }
 
 void HXRequestHandler::_failBeforeSending(HXRequest *request, const HXError &error, const QString &method,

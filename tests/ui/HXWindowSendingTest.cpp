@@ -1,0 +1,178 @@
+// What the window shows and announces about a send: the Request tab, the
+// sounds and notifications of a redirect chain, and a notification's "Show".
+
+#include "HXDesktopServices.h"
+#include "HXDocument.h"
+#include "HXDocumentCommands.h"
+#include "HXDocumentWindow.h"
+#include "HXEchoService.h"
+#include "HXLargeTextView.h"
+#include "HXManagedObjectContext.h"
+#include "HXRequest.h"
+#include "HXRequestHandler.h"
+#include "HXRequestListView.h"
+#include "HXResponse.h"
+#include "HXResponseManager.h"
+#include "HXResponseViewer.h"
+#include "HXScriptedPresenter.h"
+#include "HXTestSupport.h"
+#include "HXUserDefaults.h"
+#include "HXWindowDesktopServices.h"
+#include "HXWindowManager.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QTabWidget>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Counts what the request handler asks of the desktop.
+class RecordingDesktopServices : public HXDesktopServices
+{
+public:
+    void playSound(const QString &soundName) override { sounds.append(soundName); }
+    void deliverNotification(const QString &title, const QString &, const QVariantMap &userInfo) override
+    {
+        notifications.append({title, userInfo});
+    }
+
+    QStringList sounds;
+    QList<std::pair<QString, QVariantMap>> notifications;
+};
+
+class WindowSendingTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        HXPresenter::setSharedPresenter(&presenter);
+        HXDesktopServices::setSharedServices(&desktop);
+        HXUserDefaults::standardUserDefaults().setBool(true, QStringLiteral("HXUserDefaultEnableSounds"));
+        ASSERT_TRUE(echo.listen(QHostAddress::LocalHost, 0).ok());
+        window = HXWindowManager::newDocument();
+        ASSERT_NE(window, nullptr);
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    }
+
+    void TearDown() override
+    {
+        for (HXDocumentWindow *open : HXWindowManager::windows()) {
+            open->document()->managedObjectContext()->markSaved();
+            open->close();
+        }
+        HXUserDefaults::standardUserDefaults().removeObjectForKey(QStringLiteral("HXUserDefaultEnableSounds"));
+        HXDesktopServices::setSharedServices(nullptr);
+        HXPresenter::setSharedPresenter(nullptr);
+    }
+
+    // Sends the selected request and waits until the window shows `status`.
+    void send(HXRequest *request, const QString &path, const QString &status = QStringLiteral("200"))
+    {
+        request->setUrl(echo.baseURL() + path);
+        window->sendSelected();
+        ASSERT_TRUE(HXTest::waitUntil([&] {
+            return !window->document()->requestHandler()->isBusy() && window->statusLabel()->text().startsWith(status);
+        })) << window->statusLabel()->text().toStdString();
+    }
+
+    QString requestTab()
+    {
+        HXResponseViewer *viewer = window->responseViewer();
+        viewer->tabs()->setCurrentIndex(HXResponseViewer::BodyTab);
+        viewer->tabs()->setCurrentIndex(HXResponseViewer::RequestTab);
+        return viewer->requestView()->text();
+    }
+
+    HXScriptedPresenter presenter;
+    RecordingDesktopServices desktop;
+    HXEchoService echo;
+    HXDocumentWindow *window = nullptr;
+};
+
+TEST_F(WindowSendingTest, RequestTabShowsWhatWasSentForEachResponse)
+{
+    HXRequest *request = window->currentRequest();
+    request->setHeaderName(QStringLiteral("X-Kea"), QStringLiteral("first\x1b"));
+    send(request, QStringLiteral("/anything?kea=1"));
+
+    const QString sent = requestTab();
+    EXPECT_TRUE(sent.startsWith(QStringLiteral("GET /anything?kea=1 HTTP/1.1\n"))) << sent.toStdString();
+    EXPECT_TRUE(sent.contains(QStringLiteral("\nX-Kea: first\\x1B\n"))) << "the engine's bytes, escaped";
+    EXPECT_TRUE(sent.contains(QStringLiteral("\nHost: 127.0.0.1:"))) << "with the defaults the engine added";
+
+    // Editing the request afterwards does not change what was sent.
+    request->setHeaderName(QStringLiteral("X-Kea"), QStringLiteral("second"));
+    window->requestList()->selectItems({});
+    window->requestList()->selectItems({request});
+    EXPECT_EQ(requestTab(), sent);
+
+    // A response of an earlier session has no record: the request as it
+    // would be sent now, under a note.
+    std::shared_ptr<HXResponse> old = HXResponseManager::sharedManager()->insertNewResponse();
+    old->setRequestUUID(request->uuid());
+    old->setHeadersData("HTTP/1.1 204 No Content\r\n\r\n");
+    old->setDate(QDateTime::currentDateTimeUtc().addDays(-1));
+    window->responseViewer()->showResponse(old);
+    const QString now = requestTab();
+    EXPECT_TRUE(now.startsWith(QStringLiteral("What was sent for this response was not kept"))) << now.toStdString();
+    EXPECT_TRUE(now.contains(QStringLiteral("X-Kea: second"))) << now.toStdString();
+}
+
+TEST_F(WindowSendingTest, ARedirectChainIsAnnouncedOnce)
+{
+    HXRequest *request = window->currentRequest();
+    send(request, QStringLiteral("/redirect/2"));
+
+    const auto responses = HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid());
+    ASSERT_EQ(responses.size(), 3) << "two hops and the final response";
+    EXPECT_EQ(desktop.sounds, QStringList{QStringLiteral("complete")});
+    ASSERT_EQ(desktop.notifications.size(), 1);
+    EXPECT_EQ(desktop.notifications.first().second.value(QStringLiteral("requestUUID")).toString(), request->uuid());
+
+    // Each hop keeps its own request line.
+    HXResponseViewer *viewer = window->responseViewer();
+    const QStringList lines = {QStringLiteral("GET /get "), QStringLiteral("GET /redirect/1 "),
+                               QStringLiteral("GET /redirect/2 ")};
+    for (const QString &line : lines) {
+        EXPECT_TRUE(requestTab().startsWith(line)) << requestTab().toStdString();
+        viewer->showOlder();
+    }
+
+    // A failure is announced once too.
+    desktop.sounds.clear();
+    desktop.notifications.clear();
+    send(request, QStringLiteral("/redirect-to?url=http://127.0.0.1:1/"), QStringLiteral("Failed"));
+    EXPECT_EQ(desktop.sounds, QStringList{QStringLiteral("dialog-error")});
+    EXPECT_EQ(desktop.notifications.size(), 1);
+}
+
+TEST_F(WindowSendingTest, ShowOnANotificationBringsItsWindowForward)
+{
+    HXRequest *request = window->currentRequest();
+    HXRequest *other = window->commands()->addRequest({});
+    ASSERT_EQ(window->currentRequest(), other);
+    HXDocumentWindow *front = HXWindowManager::newDocument();
+    front->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(front));
+
+    HXWindowDesktopServices services;
+    services.notificationActivated({{QStringLiteral("requestUUID"), request->uuid()}});
+    EXPECT_TRUE(QTest::qWaitForWindowActive(window));
+    EXPECT_EQ(QApplication::activeWindow(), window);
+    EXPECT_EQ(window->currentRequest(), request);
+
+    // A minimized window is restored.
+    window->showMinimized();
+    front->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(front));
+    services.notificationActivated({{QStringLiteral("requestUUID"), other->uuid()}});
+    EXPECT_TRUE(QTest::qWaitForWindowActive(window));
+    EXPECT_FALSE(window->isMinimized());
+    EXPECT_EQ(window->currentRequest(), other);
+}
+
+} // namespace
