@@ -43,6 +43,17 @@ public:
     QList<std::pair<QString, QVariantMap>> notifications;
 };
 
+// A new document's window, shown and active; null when it did not become
+// active in time.
+HXDocumentWindow *openActiveWindow()
+{
+    HXDocumentWindow *opened = HXWindowManager::newDocument();
+    if (opened == nullptr)
+        return nullptr;
+    opened->activateWindow();
+    return QTest::qWaitForWindowActive(opened) ? opened : nullptr;
+}
+
 class WindowSendingTest : public ::testing::Test
 {
 protected:
@@ -52,10 +63,8 @@ protected:
         HXDesktopServices::setSharedServices(&desktop);
         HXUserDefaults::standardUserDefaults().setBool(true, QStringLiteral("HXUserDefaultEnableSounds"));
         ASSERT_TRUE(echo.listen(QHostAddress::LocalHost, 0).ok());
-        window = HXWindowManager::newDocument();
+        window = openActiveWindow();
         ASSERT_NE(window, nullptr);
-        window->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
     }
 
     void TearDown() override
@@ -155,9 +164,8 @@ TEST_F(WindowSendingTest, ShowOnANotificationBringsItsWindowForward)
     HXRequest *request = window->currentRequest();
     HXRequest *other = window->commands()->addRequest({});
     ASSERT_EQ(window->currentRequest(), other);
-    HXDocumentWindow *front = HXWindowManager::newDocument();
-    front->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(front));
+    HXDocumentWindow *front = openActiveWindow();
+    ASSERT_NE(front, nullptr);
 
     HXWindowDesktopServices services;
     services.notificationActivated({{QStringLiteral("requestUUID"), request->uuid()}});
