@@ -34,13 +34,13 @@ class RecordingDesktopServices : public HXDesktopServices
 {
 public:
     void playSound(const QString &soundName) override { sounds.append(soundName); }
-    void deliverNotification(const QString &title, const QString &, const QVariantMap &userInfo) override
+    void deliverNotification(const QString &, const QString &, const QVariantMap &userInfo) override
     {
-        notifications.append({title, userInfo});
+        notifications.append(userInfo);
     }
 
     QStringList sounds;
-    QList<std::pair<QString, QVariantMap>> notifications;
+    QList<QVariantMap> notifications;
 };
 
 // A new document's window, shown and active; null when it did not become
@@ -78,13 +78,13 @@ protected:
         HXPresenter::setSharedPresenter(nullptr);
     }
 
-    // Sends the selected request and waits until the window shows `status`.
-    void send(HXRequest *request, const QString &path, const QString &status = QStringLiteral("200"))
+    // Sends the selected request and waits for its final status.
+    void send(HXRequest *request, const QString &path)
     {
         request->setUrl(echo.baseURL() + path);
         window->sendSelected();
         ASSERT_TRUE(HXTest::waitUntil([&] {
-            return !window->document()->requestHandler()->isBusy() && window->statusLabel()->text().startsWith(status);
+            return !window->document()->requestHandler()->isBusy() && window->statusLabel()->text().startsWith(u"200");
         })) << window->statusLabel()->text().toStdString();
     }
 
@@ -107,7 +107,6 @@ TEST_F(WindowSendingTest, RequestTabShowsWhatWasSentForEachResponse)
     HXRequest *request = window->currentRequest();
     request->setHeaderName(QStringLiteral("X-Kea"), QStringLiteral("first\x1b"));
     send(request, QStringLiteral("/anything?kea=1"));
-
     const QString sent = requestTab();
     EXPECT_TRUE(sent.startsWith(QStringLiteral("GET /anything?kea=1 HTTP/1.1\n"))) << sent.toStdString();
     EXPECT_TRUE(sent.contains(QStringLiteral("\nX-Kea: first\\x1B\n"))) << "the engine's bytes, escaped";
@@ -119,68 +118,39 @@ TEST_F(WindowSendingTest, RequestTabShowsWhatWasSentForEachResponse)
     window->requestList()->selectItems({request});
     EXPECT_EQ(requestTab(), sent);
 
-    // A response of an earlier session has no record: the request as it
-    // would be sent now, under a note.
+    // A response of an earlier session has no record.
     std::shared_ptr<HXResponse> old = HXResponseManager::sharedManager()->insertNewResponse();
     old->setRequestUUID(request->uuid());
-    old->setHeadersData("HTTP/1.1 204 No Content\r\n\r\n");
-    old->setDate(QDateTime::currentDateTimeUtc().addDays(-1));
     window->responseViewer()->showResponse(old);
-    const QString now = requestTab();
-    EXPECT_TRUE(now.startsWith(QStringLiteral("What was sent for this response was not kept"))) << now.toStdString();
-    EXPECT_TRUE(now.contains(QStringLiteral("X-Kea: second"))) << now.toStdString();
+    EXPECT_TRUE(requestTab().startsWith(QStringLiteral("What was sent for this response was not kept; this is the "
+                                                       "request as it would be sent now.\n\nGET ")));
+    HXResponseManager::sharedManager()->deleteResponse(old);
 }
 
 TEST_F(WindowSendingTest, ARedirectChainIsAnnouncedOnce)
 {
     HXRequest *request = window->currentRequest();
     send(request, QStringLiteral("/redirect/2"));
-
-    const auto responses = HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid());
-    ASSERT_EQ(responses.size(), 3) << "two hops and the final response";
+    EXPECT_EQ(HXResponseManager::sharedManager()->responsesForRequestUUID(request->uuid()).size(), 3);
     EXPECT_EQ(desktop.sounds, QStringList{QStringLiteral("complete")});
     ASSERT_EQ(desktop.notifications.size(), 1);
-    EXPECT_EQ(desktop.notifications.first().second.value(QStringLiteral("requestUUID")).toString(), request->uuid());
-
-    // Each hop keeps its own request line.
-    HXResponseViewer *viewer = window->responseViewer();
-    const QStringList lines = {QStringLiteral("GET /get "), QStringLiteral("GET /redirect/1 "),
-                               QStringLiteral("GET /redirect/2 ")};
-    for (const QString &line : lines) {
-        EXPECT_TRUE(requestTab().startsWith(line)) << requestTab().toStdString();
-        viewer->showOlder();
-    }
-
-    // A failure is announced once too.
-    desktop.sounds.clear();
-    desktop.notifications.clear();
-    send(request, QStringLiteral("/redirect-to?url=http://127.0.0.1:1/"), QStringLiteral("Failed"));
-    EXPECT_EQ(desktop.sounds, QStringList{QStringLiteral("dialog-error")});
-    EXPECT_EQ(desktop.notifications.size(), 1);
+    EXPECT_EQ(desktop.notifications.first().value(QStringLiteral("requestUUID")).toString(), request->uuid());
+    // Each hop keeps its own request.
+    window->responseViewer()->showOlder();
+    EXPECT_TRUE(requestTab().startsWith(QStringLiteral("GET /redirect/1 "))) << requestTab().toStdString();
 }
 
 TEST_F(WindowSendingTest, ShowOnANotificationBringsItsWindowForward)
 {
     HXRequest *request = window->currentRequest();
-    HXRequest *other = window->commands()->addRequest({});
-    ASSERT_EQ(window->currentRequest(), other);
+    window->commands()->addRequest({});
     HXDocumentWindow *front = openActiveWindow();
     ASSERT_NE(front, nullptr);
 
     HXWindowDesktopServices services;
     services.notificationActivated({{QStringLiteral("requestUUID"), request->uuid()}});
     EXPECT_TRUE(QTest::qWaitForWindowActive(window));
-    EXPECT_EQ(QApplication::activeWindow(), window);
     EXPECT_EQ(window->currentRequest(), request);
-
-    // A minimized window is restored.
-    window->showMinimized();
-    front->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(front));
-    services.notificationActivated({{QStringLiteral("requestUUID"), other->uuid()}});
-    EXPECT_TRUE(QTest::qWaitForWindowActive(window));
-    EXPECT_FALSE(window->isMinimized());
-    EXPECT_EQ(window->currentRequest(), other);
 }
 
 } // namespace
