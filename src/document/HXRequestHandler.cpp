@@ -303,8 +303,8 @@ void HXRequestHandler::HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *engin
         response->setDate(now);
         response->setResponseTime(double(info->startDate.msecsTo(now)) / 1000.0);
         response->setRequestUUID(info->request->uuid());
-        if (m_document != nullptr)
-            HXSentRequestLog::logForDocument(m_document)->recordRequest(*response, *engineRequest);
+        if (HXSentRequestLog *log = HXSentRequestLog::existingLogForDocument(m_document))
+            log->recordRequest(*response, *engineRequest);
         // Written with its body, in one transaction, when the request ends.
         info->response = response;
     }

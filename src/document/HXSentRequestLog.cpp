@@ -35,8 +35,14 @@ HXSentRequestLog *HXSentRequestLog::logForDocument(QObject *document)
 {
     if (document == nullptr)
         return nullptr;
-    auto *log = document->findChild<HXSentRequestLog *>(QString(), Qt::FindDirectChildrenOnly);
+    HXSentRequestLog *log = existingLogForDocument(document);
     return log != nullptr ? log : new HXSentRequestLog(document);
+}
+
+HXSentRequestLog *HXSentRequestLog::existingLogForDocument(QObject *document)
+{
+    return document == nullptr ? nullptr
+                               : document->findChild<HXSentRequestLog *>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 QString HXSentRequestLog::keyForResponse(const HXResponse &response)

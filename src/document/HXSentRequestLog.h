@@ -39,6 +39,10 @@ public:
 
     // The log of `document`, made on first use; it goes away with it.
     static HXSentRequestLog *logForDocument(QObject *document);
+    // The log of `document` if someone made one, else null: sends record
+    // only for documents whose requests someone may look at (a window), so
+    // that a command-line run does no work for it.
+    static HXSentRequestLog *existingLogForDocument(QObject *document);
 
     // Records what `sent` put on the wire for `response`. Call it once the
     // response head arrived: the own engine then reports its request

@@ -68,6 +68,7 @@ TEST(SentRequestLogTest, RecordsTheBytesTheServerReceived)
     ASSERT_TRUE(server.listen());
     HXDocument document;
     HXRequestHandler handler(&document);
+    HXSentRequestLog *log = HXSentRequestLog::logForDocument(&document);
     // The own engine leaves the body of a GET out.
     const QStringList methods = {QStringLiteral("POST"), QStringLiteral("GET")};
     QList<HXRequest *> requests;
@@ -86,8 +87,7 @@ TEST(SentRequestLogTest, RecordsTheBytesTheServerReceived)
     const QList<QByteArray> received = server.receivedRequests();
     ASSERT_EQ(received.size(), requests.size());
     for (qsizetype i = 0; i < requests.size(); ++i) {
-        const HXSentRequestLog::Entry *entry =
-            HXSentRequestLog::logForDocument(&document)->entryForResponse(*requests.at(i)->lastResponse());
+        const HXSentRequestLog::Entry *entry = log->entryForResponse(*requests.at(i)->lastResponse());
         ASSERT_NE(entry, nullptr) << i;
         EXPECT_EQ(entry->head + "\r\n\r\n" + entry->body, received.at(i)) << i;
     }
