@@ -28,6 +28,12 @@ QNetworkAccessManager *sharedManager()
         manager = new QNetworkAccessManager(QCoreApplication::instance());
         manager->setProxyFactory(new SystemProxyFactory);
         manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+        // Gone, with its connection thread and what that thread still
+        // meant to delete, before the application object starts to go.
+        qAddPostRoutine([] {
+            delete manager.data();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        });
     }
     return manager;
 }
