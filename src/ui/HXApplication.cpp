@@ -2,6 +2,7 @@
 
 #include "HXCompletionManager.h"
 #include "HXDocumentWindow.h"
+#include "HXFileStamp.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXResponseManager.h"
 #include "HXUIPreferencesManager.h"
@@ -9,11 +10,45 @@
 #include "HXWindowManager.h"
 #include "HXWindowPresenter.h"
 
+#include <QBuffer>
+#include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QIcon>
+#include <QImage>
+#include <QImageReader>
+#include <QThread>
 
-HXApplication::HXApplication(int &argc, char **argv)
+namespace {
+void prepareWindowResources()
+{
+    // The digest that tells whether a document changed on disk: the first
+    // one sets up the crypto library, which reads its configuration files.
+    HXFileStamp::digestOf(QByteArrayView());
+    // The font database: reading the font configuration is the longest step
+    // of the first window's set-up. The window's first text waits for it
+    // (the database is shared between threads and locked while it loads).
+    QFontDatabase::families();
+    // The fallback fonts of the interface font, kept in the database too.
+    QFontMetricsF(QFont()).height();
+    // The image plugins, loaded the first time an image is read whose
+    // format is not known from its name (the toolbar's own icons).
+    QByteArray png;
+    QBuffer written(&png);
+    written.open(QIODevice::WriteOnly);
+    QImage(1, 1, QImage::Format_ARGB32).save(&written, "PNG");
+    QBuffer read(&png);
+    read.open(QIODevice::ReadOnly);
+    QImageReader(&read).format();
+}
+} // namespace
+
+HXApplication::HXApplication(int &argc, char **argv, bool prepareWindows)
     : QApplication(argc, argv), m_presenter(std::make_unique<HXWindowPresenter>())
 {
+    if (prepareWindows) {
+        m_preparation.reset(QThread::create(prepareWindowResources));
+        m_preparation->start();
+    }
     setOrganizationName(QStringLiteral("kestrelworks"));
     setApplicationName(QStringLiteral("Kea"));
     setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
@@ -36,6 +71,8 @@ HXApplication::HXApplication(int &argc, char **argv)
 
 HXApplication::~HXApplication()
 {
+    if (m_preparation)
+        m_preparation->wait();
     HXPresenter::setSharedPresenter(nullptr);
 }
 

@@ -31,6 +31,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSplitter>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -124,6 +125,8 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     _updateTitle();
     _updateEnvironments();
     _selectionChanged();
+    m_opening = false;
+    updateCommandStates();
 }
 
 void HXDocumentWindow::_restoreInterfaceState()
@@ -190,6 +193,8 @@ void HXDocumentWindow::_saveInterfaceState()
 
 HXDocumentWindow::~HXDocumentWindow()
 {
+    for (const std::function<void()> &work : std::as_const(m_afterFirstPaint))
+        work();
     if (!m_document)
         return;
     m_document->requestHandler()->stopAllRequests();
@@ -388,6 +393,8 @@ void HXDocumentWindow::showWarnings()
 
 void HXDocumentWindow::updateCommandStates()
 {
+    if (m_opening)
+        return;
     HXDocumentCommands::InterfaceState state;
     state.selection = m_list->selectedItems();
     m_stop->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::StopRequests, state).enabled);
@@ -458,6 +465,25 @@ void HXDocumentWindow::closeEvent(QCloseEvent *event)
     HXResponseManager::sharedManager()->saveUpdates();
     _saveInterfaceState();
     event->accept();
+}
+
+void HXDocumentWindow::afterFirstPaint(std::function<void()> work)
+{
+    if (m_painted)
+        QTimer::singleShot(0, this, std::move(work));
+    else
+        m_afterFirstPaint.append(std::move(work));
+}
+
+bool HXDocumentWindow::event(QEvent *event)
+{
+    if (event->type() == QEvent::Paint && !m_painted) {
+        m_painted = true;
+        for (std::function<void()> &work : m_afterFirstPaint)
+            QTimer::singleShot(0, this, std::move(work));
+        m_afterFirstPaint.clear();
+    }
+    return QMainWindow::event(event);
 }
 
 void HXDocumentWindow::changeEvent(QEvent *event)
