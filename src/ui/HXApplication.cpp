@@ -2,7 +2,6 @@
 
 #include "HXCompletionManager.h"
 #include "HXDocumentWindow.h"
-#include "HXFileStamp.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXResponseManager.h"
 #include "HXUIPreferencesManager.h"
@@ -14,29 +13,23 @@
 #include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QIcon>
-#include <QImage>
 #include <QImageReader>
 #include <QThread>
 
 namespace {
 void prepareWindowResources()
 {
-    // The digest that tells whether a document changed on disk: the first
-    // one sets up the crypto library, which reads its configuration files.
-    HXFileStamp::digestOf(QByteArrayView());
     // The font database: reading the font configuration is the longest step
     // of the first window's set-up. The window's first text waits for it
     // (the database is shared between threads and locked while it loads).
     QFontDatabase::families();
     // The fallback fonts of the interface font, kept in the database too.
     QFontMetricsF(QFont()).height();
-    // The image plugins, loaded the first time an image is read whose
-    // format is not known from its name (the toolbar's own icons).
-    QByteArray png;
-    QBuffer written(&png);
-    written.open(QIODevice::WriteOnly);
-    QImage(1, 1, QImage::Format_ARGB32).save(&written, "PNG");
-    QBuffer read(&png);
+    // The image plugins, loaded and asked in turn the first time an image is
+    // read whose format is not known from its name (the toolbar's own
+    // icons): the signature of a PNG file is enough for that.
+    QByteArray signature("\x89PNG\r\n\x1a\n");
+    QBuffer read(&signature);
     read.open(QIODevice::ReadOnly);
     QImageReader(&read).format();
 }

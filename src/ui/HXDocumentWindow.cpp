@@ -124,7 +124,10 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     _restoreInterfaceState();
     _updateTitle();
     _updateEnvironments();
-    _selectionChanged();
+    // The restored selection has shown its request already; show it (or the
+    // empty state) only when that did not happen.
+    if (!m_shownSelection || *m_shownSelection != m_list->selectedItems())
+        _selectionChanged();
     m_opening = false;
     updateCommandStates();
 }
@@ -276,6 +279,7 @@ void HXDocumentWindow::sendSelected()
 
 void HXDocumentWindow::_selectionChanged()
 {
+    m_shownSelection = m_list->selectedItems();
     HXRequest *request = currentRequest();
     m_editor->setRequest(request);
     if (m_inspector != nullptr)

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class HXCodeInspector;
 class HXDocument;
@@ -13,6 +14,7 @@ class HXRequest;
 class HXRequestEditor;
 class HXRequestListView;
 class HXResponse;
+class HXRequestTreeItem;
 class HXResponseViewer;
 class HXViewSwitcher;
 class HXWarningsButton;
@@ -127,5 +129,6 @@ private:
     // While the constructor runs: the commands' states are set once, at its end.
     bool m_opening = true;
     bool m_painted = false;
+    std::optional<QList<HXRequestTreeItem *>> m_shownSelection;
     QList<std::function<void()>> m_afterFirstPaint;
 };
