@@ -140,18 +140,6 @@ QWidget *HXRequestEditor::_makeOptions()
     return options;
 }
 
-void HXRequestEditor::_reloadOptions()
-{
-    if (m_timeout == nullptr || m_request == nullptr)
-        return;
-    const bool reloading = std::exchange(m_reloading, true);
-    m_followRedirects->setChecked(m_request->followRedirects());
-    m_redirectMethod->setChecked(m_request->redirectMethod());
-    m_redirectAuthorization->setChecked(m_request->redirectAuthorization());
-    m_timeout->setValue(m_request->timeoutInterval());
-    m_reloading = reloading;
-}
-
 QWidget *HXRequestEditor::_makeParameters()
 {
     m_parametersView = new HXKeyValueTableView;
@@ -187,13 +175,22 @@ QWidget *HXRequestEditor::_makeBody()
     return body;
 }
 
-void HXRequestEditor::_reloadBody()
+void HXRequestEditor::_reloadPages()
 {
-    if (m_body == nullptr || m_request == nullptr)
+    // Only the pages built so far; a page built later is filled then.
+    if (m_request == nullptr)
         return;
     const bool reloading = std::exchange(m_reloading, true);
-    m_body->setStoredString(m_request->body());
-    m_bodyKind->setText(tr("Body: %1").arg(HXRequest::localizedNameForBodyType(m_request->bodyType())));
+    if (m_body != nullptr) {
+        m_body->setStoredString(m_request->body());
+        m_bodyKind->setText(tr("Body: %1").arg(HXRequest::localizedNameForBodyType(m_request->bodyType())));
+    }
+    if (m_timeout != nullptr) {
+        m_followRedirects->setChecked(m_request->followRedirects());
+        m_redirectMethod->setChecked(m_request->redirectMethod());
+        m_redirectAuthorization->setChecked(m_request->redirectAuthorization());
+        m_timeout->setValue(m_request->timeoutInterval());
+    }
     m_reloading = reloading;
 }
 
@@ -239,8 +236,7 @@ void HXRequestEditor::_buildPage(int tab)
         QWidget::setTabOrder(previous, field);
         previous = field;
     }
-    _reloadBody();
-    _reloadOptions();
+    _reloadPages();
 }
 
 HXKeyValueTableView *HXRequestEditor::parametersView()
@@ -319,8 +315,7 @@ void HXRequestEditor::_reload()
         if (m_method->currentText() != m_request->storedMethod())
             m_method->setCurrentText(m_request->storedMethod());
         m_url->setStoredString(m_request->url());
-        _reloadBody();
-        _reloadOptions();
+        _reloadPages();
         if (m_headers->owner() != m_request)
             m_headers->setOwner(m_request, QStringLiteral("request"));
         // Folder headers apply too; nearer folders first.

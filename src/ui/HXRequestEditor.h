@@ -48,8 +48,7 @@ private:
     QWidget *_makeOptions();
     QWidget *_makeAuthorization();
     void _reload();
-    void _reloadBody();
-    void _reloadOptions();
+    void _reloadPages();
     void _reloadParameters();
     void _parametersEdited();
     void _objectsDidChange(const HXManagedObjectChanges &changes);
