@@ -2,7 +2,8 @@
 # Renders Kea's window to build/screenshots/*.png under a virtual X server:
 # the demo document with its responses (sent to Kea's echo service) in the
 # three views, the headers tabs, the warnings popover, a token editor and
-# the catalogue search, the environments sheet, the list arranged by method
+# the catalogue search, the environments sheet, the preferences (HTTP and
+# General panes), the list arranged by method
 # with the code inspector, the question about an
 # untrusted server (a self-signed one made here), dark mode and a 100 MB JSON
 # body. Usage: scripts/screenshots.sh [BUILD-FOLDER]

@@ -38,6 +38,9 @@ int main(int argc, char *argv[])
         std::fputs("kea-cli " KEA_VERSION_STRING "\n", stdout);
         return HXCLIExitSuccess;
     }
+    // Qt's own event loop rather than GLib's: nothing here needs GLib's, and
+    // Qt's wakes itself once per batch of queued work, not once per item.
+    qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("kestrelworks"));
     QCoreApplication::setApplicationName(QStringLiteral("Kea"));

@@ -216,6 +216,8 @@ void HXCompletionManager::deleteCompletionEntry(const std::shared_ptr<const HXCo
 
 void HXCompletionManager::addCompletions(const QString &category, const QStringList &values)
 {
+    if (values.isEmpty())
+        return;
     for (const QString &value : values)
         _learnWord(value, QString(), category, std::nullopt);
     _scheduleSave();
@@ -224,6 +226,8 @@ void HXCompletionManager::addCompletions(const QString &category, const QStringL
 void HXCompletionManager::addFilteredCompletions(const QString &category, const QStringList &values,
                                                  const QStringList &filters)
 {
+    if (values.isEmpty())
+        return;
     for (qsizetype i = 0; i < values.size(); ++i) {
         const QString filter = filters.value(i);
         _learnWord(values.at(i), QString(), category, filter.isEmpty() ? std::nullopt : std::optional<QString>(filter));

@@ -9,6 +9,7 @@
 #include "HXRequest.h"
 #include "HXResponse.h"
 #include "HXResponseManager.h"
+#include "HXSentRequestLog.h"
 #include "HXThreading.h"
 #include "HXTrustedCertificates.h"
 #include "HXUserDefaults.h"
@@ -36,7 +37,12 @@ QString HTTPBaseURL(const QString &url)
 
 } // namespace
 
-HXRequestHandler::HXRequestHandler(HXDocument *document) : m_document(document) {}
+HXRequestHandler::HXRequestHandler(HXDocument *document) : m_document(document)
+{
+    m_responseWriteTimer.setSingleShot(true);
+    m_responseWriteTimer.setInterval(responseWriteIntervalMilliseconds);
+    connect(&m_responseWriteTimer, &QTimer::timeout, this, &HXRequestHandler::_writeResponsesNow);
+}
 
 HXRequestHandler::~HXRequestHandler()
 {
@@ -44,6 +50,24 @@ HXRequestHandler::~HXRequestHandler()
         engineRequest->clearDelegateAndCancel();
         delete engineRequest;
     }
+    if (m_responseWriteTimer.isActive())
+        _writeResponsesNow();
+}
+
+void HXRequestHandler::_writeResponsesSoon()
+{
+    if (!isBusy()) {
+        _writeResponsesNow();
+        return;
+    }
+    if (!m_responseWriteTimer.isActive())
+        m_responseWriteTimer.start();
+}
+
+void HXRequestHandler::_writeResponsesNow()
+{
+    m_responseWriteTimer.stop();
+    HXResponseManager::sharedManager()->purgeOldResponses();
 }
 
 void HXRequestHandler::sendRequests(const QList<HXRequest *> &requests)
@@ -59,6 +83,8 @@ void HXRequestHandler::_handleNextRequestIfNeeded()
     if (!m_requests.empty())
         return;
     if (m_queuedRequests.isEmpty()) {
+        if (m_responseWriteTimer.isActive())
+            _writeResponsesNow();
         Q_EMIT idle();
         return;
     }
@@ -277,6 +303,8 @@ void HXRequestHandler::HTTPRequestDidReceiveResponseHeaders(HXHTTPRequest *engin
         response->setDate(now);
         response->setResponseTime(double(info->startDate.msecsTo(now)) / 1000.0);
         response->setRequestUUID(info->request->uuid());
+        if (m_document != nullptr)
+            HXSentRequestLog::logForDocument(m_document)->recordRequest(*response, *engineRequest);
         // Written with its body, in one transaction, when the request ends.
         info->response = response;
     }
@@ -304,7 +332,6 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     SendInfo info = *found;
     HXRequest *request = info.request;
     std::shared_ptr<HXResponse> response = info.response;
-    HXResponseManager *store = HXResponseManager::sharedManager();
     if (response == nullptr) {
         // An engine that reports no separate head: record it now.
         HTTPRequestDidReceiveResponseHeaders(engineRequest);
@@ -314,13 +341,16 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     response->setBody(engineRequest->responseBody());
 
     const qint64 statusCode = engineRequest->responseStatusCode();
-    if (soundsEnabled()) {
+    const QString location = engineRequest->responseHeaders().value(QStringLiteral("Location"));
+    // A hop of a redirect chain is not announced: the send is, once, at its
+    // last response or its failure.
+    const bool redirects = statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull();
+    if (soundsEnabled() && !redirects) {
         const QString sound = statusCode >= 200 && statusCode <= 299   ? QStringLiteral("complete")
                               : statusCode >= 300 && statusCode <= 399 ? QStringLiteral("message")
                                                                        : QStringLiteral("dialog-warning");
         HXDesktopServices::sharedServices()->playSound(sound);
     }
-    const QString location = engineRequest->responseHeaders().value(QStringLiteral("Location"));
     const QUrl answeredURL = engineRequest->URL();
     const QString reason = engineRequest->responseStatusReasonPhrase();
 
@@ -329,21 +359,24 @@ void HXRequestHandler::HTTPRequestFinished(HXHTTPRequest *engineRequest)
     _remove(engineRequest);
     Q_EMIT progressChanged(request, 1.0, true);
     // The response is written when this returns, after the next request (or
-    // the redirect) is on its way, so that the write overlaps its connection.
-    // Until then the store hands it out as a response not saved yet.
-    const auto writeResponse = qScopeGuard([store] { store->purgeOldResponses(); });
+    // the redirect) is on its way: at once when nothing follows, otherwise
+    // with the responses that come in soon after it. Until then the store
+    // hands it out as a response not saved yet.
+    const auto writeResponse = qScopeGuard([this] { _writeResponsesSoon(); });
     HXNotificationCenter::defaultCenter()->postNotification(
         QStringLiteral("HXRequestDidRecieveNewResponseNotification"), request,
         {{QStringLiteral("HXRequestNotificationNewResponseKey"), QVariant::fromValue(response)}});
     Q_EMIT requestDidReceiveNewResponse(request, response);
 
     const QVariantMap notificationInfo{{QStringLiteral("type"), QStringLiteral("RequestsSent")},
-                                       {QStringLiteral("batchRequestsCount"), m_batchRequestsCount}};
-    HXDesktopServices::sharedServices()->deliverNotification(
-        request->name(), QStringLiteral("%1 %2 (%3)").arg(statusCode).arg(reason, response->downloadTimeString()),
-        notificationInfo);
+                                       {QStringLiteral("batchRequestsCount"), m_batchRequestsCount},
+                                       {QStringLiteral("requestUUID"), request->uuid()}};
+    if (!redirects)
+        HXDesktopServices::sharedServices()->deliverNotification(
+            request->name(), QStringLiteral("%1 %2 (%3)").arg(statusCode).arg(reason, response->downloadTimeString()),
+            notificationInfo);
 
-    if (statusCode >= 300 && statusCode <= 399 && request->followRedirects() && !location.isNull()) {
+    if (redirects) {
         if (info.redirectCount >= maximumRedirects) {
             _reportFailure(request,
                            HXHTTPRequestError(HXHTTPRequestErrorCode::TooManyRedirects, tr("Too many redirects")),
@@ -389,7 +422,8 @@ void HXRequestHandler::_reportFailure(HXRequest *request, const HXError &error, 
     HXDesktopServices::sharedServices()->deliverNotification(
         request->name(), error.description,
         {{QStringLiteral("type"), QStringLiteral("RequestsSent")},
-         {QStringLiteral("batchRequestsCount"), m_batchRequestsCount}});
+         {QStringLiteral("batchRequestsCount"), m_batchRequestsCount},
+         {QStringLiteral("requestUUID"), request->uuid()}});
 }
 
 void HXRequestHandler::_failBeforeSending(HXRequest *request, const HXError &error, const QString &method,
@@ -409,7 +443,7 @@ void HXRequestHandler::HTTPRequestDidFailWithError(HXHTTPRequest *engineRequest,
     const QString url = engineRequest->URL().toString();
     if (info->response != nullptr) {
         // The head arrived: it is recorded as it came.
-        HXResponseManager::sharedManager()->purgeOldResponses();
+        _writeResponsesSoon();
     }
     setStatus(StatusFailed, engineRequest);
     _remove(engineRequest);

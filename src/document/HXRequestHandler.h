@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 #include <QUrl>
 
 #include <map>
@@ -103,10 +104,18 @@ private:
     void setStatus(int status, HXHTTPRequest *engineRequest);
     void _remove(HXHTTPRequest *engineRequest);
     SendInfo *_info(HXHTTPRequest *engineRequest);
+    // Responses that arrive while more requests of the run follow are
+    // written together, at most responseWriteInterval after the first of
+    // them; the last response of a run is written when the run ends.
+    void _writeResponsesSoon();
+    void _writeResponsesNow();
+
+    static constexpr int responseWriteIntervalMilliseconds = 100;
 
     QPointer<HXDocument> m_document;
     std::map<HXHTTPRequest *, SendInfo> m_requests;
     QList<HXRequest *> m_queuedRequests;
     int m_batchRequestsCount = 0;
     std::optional<double> m_timeoutOverride;
+    QTimer m_responseWriteTimer;
 };

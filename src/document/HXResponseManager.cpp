@@ -143,7 +143,7 @@ std::shared_ptr<HXResponse> HXResponseManager::insertNewResponse()
 {
     HX_ASSERT_MAIN_THREAD();
     auto response = std::make_shared<HXResponse>();
-    response->setDate(QDateTime::currentDateTime());
+    response->setDate(QDateTime::currentDateTimeUtc());
     m_inserted.push_back(response);
     return response;
 }

@@ -222,6 +222,10 @@ void HXGCDAsyncSocketMiddleware::writeData(const QByteArray &data, long tag)
     }
     m_pendingWriteTags.push_back(tag);
     m_socket->write(data);
+    // Out now rather than on the next turn of the loop: a request is
+    // usually the last thing written before the answer is awaited. What
+    // the socket does not take yet goes when it is writable again.
+    m_socket->flush();
 }
 
 void HXGCDAsyncSocketMiddleware::socketBytesWritten()

@@ -37,6 +37,8 @@ void HXGCDHTTPRequestTransfer::postToFront(std::function<void(HXGCDHTTPRequest &
 void HXGCDHTTPRequestTransfer::sendPostsToFront()
 {
     m_postsToFrontScheduled = false;
+    if (m_postsToFront.empty())
+        return;
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
         [link = link, works = std::exchange(m_postsToFront, {})] {
@@ -162,14 +164,17 @@ void HXGCDHTTPRequestTransfer::failWithError(const HXError &given)
         error = errorWithUnderlyingError(HXHTTPRequestHostNotFoundError(), given);
     status = StatusFailed;
     qCDebug(lcKeaHttp) << "request to" << url.toDisplayString() << "failed:" << error.description;
-    if (socketMiddleware)
-        socketMiddleware->clearDelegateAndDisconnect();
     HXHTTPResponseBody partial = reader ? std::move(reader->body()) : HXHTTPResponseBody();
     postToFront([error, partial = std::move(partial)](HXGCDHTTPRequest &front) mutable {
         front.m_timeoutTimer.stop();
         front.m_responseBody = std::move(partial);
         front.notifyFailure(error);
     });
+    // The front learns the outcome before the socket is closed, so that it
+    // can go on with its next request while this thread tidies up.
+    sendPostsToFront();
+    if (socketMiddleware)
+        socketMiddleware->clearDelegateAndDisconnect();
     deferCleanup();
 }
 
@@ -345,6 +350,7 @@ void HXGCDHTTPRequestTransfer::responseReaderDidFinish()
         front.m_responseBody = std::move(body);
         front.notifyFinished();
     });
+    sendPostsToFront();
     if (socketMiddleware)
         socketMiddleware->clearDelegateAndDisconnect();
     deferCleanup();

@@ -13,6 +13,9 @@ struct EngineThread
     QThread *thread = nullptr;
     QObject *context = nullptr;
     bool stopped = false;
+    // The engine works on the thread that asked for it instead of one of
+    // its own.
+    bool onCallingThread = false;
 };
 
 QMutex engineMutex;
@@ -28,8 +31,16 @@ void stopEngineThread()
         context = engine.context;
         engine.stopped = true;
     }
-    if (thread == nullptr)
+    if (thread == nullptr) {
+        // On the calling thread: queued work runs now, then the context goes.
+        if (context != nullptr) {
+            QCoreApplication::sendPostedEvents(context);
+            delete context;
+            QMutexLocker lock(&engineMutex);
+            engine.context = nullptr;
+        }
         return;
+    }
     // Let queued work finish (transfers release their sockets there), then
     // delete the context on its own thread and stop. Work queued meanwhile
     // is dropped with the context.
@@ -58,6 +69,13 @@ void stopEngineThread()
 QObject *HXHTTPEngineThread::context()
 {
     QMutexLocker lock(&engineMutex);
+    if (engine.onCallingThread) {
+        if (engine.context == nullptr && !engine.stopped) {
+            engine.context = new QObject;
+            qAddPostRoutine(stopEngineThread);
+        }
+        return engine.context;
+    }
     if (engine.thread == nullptr && !engine.stopped) {
         engine.thread = new QThread;
         engine.thread->setObjectName(QStringLiteral("kea-http-engine"));
@@ -67,6 +85,13 @@ QObject *HXHTTPEngineThread::context()
         qAddPostRoutine(stopEngineThread);
     }
     return engine.context;
+}
+
+void HXHTTPEngineThread::useCallingThread()
+{
+    QMutexLocker lock(&engineMutex);
+    if (engine.thread == nullptr && engine.context == nullptr)
+        engine.onCallingThread = true;
 }
 
 void HXHTTPEngineThread::post(std::function<void()> work)

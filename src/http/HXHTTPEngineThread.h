@@ -15,4 +15,9 @@ public:
     // Runs `work` on the engine thread, later (never inline).
     static void post(std::function<void()> work);
     static bool isCurrentThread();
+    // Keeps the engine on the calling thread, with no thread of its own: for
+    // a command-line run, where no window waits on that thread and handing
+    // every request across threads would cost more than the request itself.
+    // Only before the engine's first use; later calls change nothing.
+    static void useCallingThread();
 };

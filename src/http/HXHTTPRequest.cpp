@@ -4,7 +4,6 @@
 #include "HXThreading.h"
 
 #include <QCoreApplication>
-#include <QRegularExpression>
 
 HXHTTPRequest::HXHTTPRequest(const QUrl &url, QObject *parent) : QObject(parent), m_URL(url) {}
 
@@ -93,15 +92,16 @@ void HXHTTPRequest::registerLibraryFactory(const QString &identifier, HXHTTPRequ
 
 QString HXHTTPRequest::reasonPhraseWithStatusLine(const QString &statusLine)
 {
+    // "VERSION CODE REASON": everything after the second space, which may
+    // itself hold spaces. A line with fewer than two spaces has none.
     if (statusLine.isNull())
         return QString();
-    static const QRegularExpression pattern(QStringLiteral("(.*?) (.*?) (.*)"),
-                                            QRegularExpression::DotMatchesEverythingOption);
-    const QRegularExpressionMatch match = pattern.match(statusLine);
-    if (!match.hasMatch() || match.lastCapturedIndex() != 3)
+    const qsizetype first = statusLine.indexOf(u' ');
+    const qsizetype second = first < 0 ? -1 : statusLine.indexOf(u' ', first + 1);
+    if (second < 0)
         return QString();
-    // An empty third group is still a match: the reason phrase is "".
-    const QString reason = match.captured(3);
+    // An empty reason is still a reason: "".
+    const QString reason = statusLine.mid(second + 1);
     return reason.isNull() ? QStringLiteral("") : reason;
 }
 

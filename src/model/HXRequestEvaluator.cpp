@@ -18,7 +18,6 @@
 #include "HXUserDefaults.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSet>
 
 namespace {
@@ -154,13 +153,20 @@ QString HXRequestEvaluator::stringByConvertingInternationalDomainNames(const QSt
 {
     // Find the host (inside "scheme://[userinfo@]host[:port]") and the path
     // (from after the authority, or the scheme, to the first "?" or "#").
-    static const QRegularExpression schemePattern(QStringLiteral("^[A-Za-z][A-Za-z0-9+.\\-]*:"));
     qsizetype pathStart = 0;
     qsizetype hostStart = -1;
     qsizetype hostEnd = -1;
-    const QRegularExpressionMatch scheme = schemePattern.match(string);
-    if (scheme.hasMatch()) {
-        pathStart = scheme.capturedEnd();
+    // A scheme: a letter, then letters, digits, "+", "." or "-", then ":".
+    const auto isSchemeCharacter = [](QChar c, bool first) {
+        const char16_t u = c.unicode();
+        const bool letter = (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z');
+        return letter || (!first && ((u >= u'0' && u <= u'9') || u == u'+' || u == u'.' || u == u'-'));
+    };
+    qsizetype schemeEnd = 0;
+    while (schemeEnd < string.size() && isSchemeCharacter(string.at(schemeEnd), schemeEnd == 0))
+        ++schemeEnd;
+    if (schemeEnd > 0 && schemeEnd < string.size() && string.at(schemeEnd) == u':') {
+        pathStart = schemeEnd + 1;
         if (string.mid(pathStart, 2) == u"//") {
             const qsizetype authorityStart = pathStart + 2;
             qsizetype authorityEnd = authorityStart;

@@ -54,6 +54,7 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     m_list = new HXRequestListView(m_commands);
     m_editor = new HXRequestEditor(m_commands);
     m_viewer = new HXResponseViewer;
+    m_viewer->setDocument(m_document.get());
     m_detailSplitter = new QSplitter(Qt::Vertical);
     m_detailSplitter->addWidget(m_editor);
     m_detailSplitter->addWidget(m_viewer);

@@ -7,6 +7,7 @@
 #include "HXRequestListDelegate.h"
 #include "HXResponse.h"
 #include "HXResponseListModel.h"
+#include "HXSentRequestLog.h"
 #include "HXUserDefaults.h"
 
 #include <QHBoxLayout>
@@ -155,10 +156,7 @@ void HXResponseViewer::_makeContent()
     m_tabs->addTab(m_headers, tr("Headers"));
     m_tabs->addTab(m_cookies, tr("Cookies"));
     m_tabs->addTab(m_requestView, tr("Request"));
-    connect(m_tabs, &QTabWidget::currentChanged, this, [this] {
-        if (m_tabs->currentWidget() == m_requestView && m_requestTextProvider)
-            setRequestText(m_requestTextProvider());
-    });
+    connect(m_tabs, &QTabWidget::currentChanged, this, &HXResponseViewer::_updateRequestTab);
     const HXUserDefaults &defaults = HXUserDefaults::standardUserDefaults();
     m_tabs->setTabVisible(RawTab, defaults.boolForKey(QStringLiteral("HXUserDefaultShowRawResponseTab")));
     m_tabs->setTabVisible(HexTab, defaults.boolForKey(QStringLiteral("HXUserDefaultShowHexResponseTab")));
@@ -226,18 +224,35 @@ void HXResponseViewer::focusFind()
     m_find->selectAll();
 }
 
-void HXResponseViewer::setRequestText(const QString &text)
+void HXResponseViewer::setDocument(QObject *document)
 {
-    _makeContent();
-    m_requestTextProvider = nullptr;
-    m_requestView->setText(text);
+    m_sentRequests = HXSentRequestLog::logForDocument(document);
+    _updateRequestTab();
 }
 
 void HXResponseViewer::setRequestTextProvider(std::function<QString()> provider)
 {
     m_requestTextProvider = std::move(provider);
-    if (m_tabs != nullptr && m_tabs->currentWidget() == m_requestView)
-        setRequestText(m_requestTextProvider());
+    _updateRequestTab();
+}
+
+void HXResponseViewer::_updateRequestTab()
+{
+    if (m_tabs == nullptr || m_tabs->currentWidget() != m_requestView)
+        return;
+    const HXSentRequestLog::Entry *sent =
+        m_response != nullptr && m_sentRequests != nullptr ? m_sentRequests->entryForResponse(*m_response) : nullptr;
+    if (sent != nullptr) {
+        m_requestView->setText(HXSentRequestLog::displayText(*sent));
+        return;
+    }
+    const QString now = m_requestTextProvider ? m_requestTextProvider() : QString();
+    if (m_response == nullptr || now.isEmpty())
+        m_requestView->setText(now);
+    else
+        m_requestView->setText(tr("What was sent for this response was not kept; this is the request as it would be "
+                                  "sent now.") +
+                               QStringLiteral("\n\n") + now);
 }
 
 QString HXResponseViewer::requestText(HXRequest *request, HXEvaluationDocument *document)
@@ -255,7 +270,7 @@ QString HXResponseViewer::requestText(HXRequest *request, HXEvaluationDocument *
         body.encoding = assembly.bodyEncoding;
         text += u'\n' + HXBodyFormatter::formatNow(body).text;
     }
-    return text;
+    return HXSentRequestLog::visibleText(text);
 }
 
 void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)
@@ -301,6 +316,7 @@ void HXResponseViewer::showResponse(const std::shared_ptr<HXResponse> &response)
     if (m_tabs->isTabVisible(HexTab))
         m_hexView->setText(_hexText(input.body));
     _fillTables();
+    _updateRequestTab();
 }
 
 void HXResponseViewer::_showBody(HXBodyFormatter::Result &result)

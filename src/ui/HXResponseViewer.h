@@ -2,6 +2,7 @@
 
 #include "HXBodyFormatter.h"
 
+#include <QPointer>
 #include <QWidget>
 
 #include <functional>
@@ -13,6 +14,7 @@ class HXRequest;
 class HXLargeTextView;
 class HXResponse;
 class HXResponseListModel;
+class HXSentRequestLog;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -39,10 +41,12 @@ public:
     void setResponses(const QList<std::shared_ptr<HXResponse>> &responses);
     void showResponse(const std::shared_ptr<HXResponse> &response);
     std::shared_ptr<HXResponse> response() const { return m_response; }
-    // What is sent, as text (request line, headers, body).
-    void setRequestText(const QString &text);
-    // The Request tab's text, made when that tab is first shown (it
-    // evaluates the whole request, which selecting a row need not wait for).
+    // The document whose sent requests the Request tab shows (see
+    // HXSentRequestLog).
+    void setDocument(QObject *document);
+    // The request as it would be sent now, for a response whose request was
+    // not recorded: made when the Request tab is shown (it evaluates the
+    // whole request, which selecting a row need not wait for).
     void setRequestTextProvider(std::function<QString()> provider);
     static QString requestText(HXRequest *request, HXEvaluationDocument *document);
     void setEmptyText(const QString &text);
@@ -61,6 +65,8 @@ Q_SIGNALS:
 
 private:
     void _makeContent();
+    // Fills the Request tab when it is the one shown.
+    void _updateRequestTab();
     void _showBody(HXBodyFormatter::Result &result);
     void _updateStatusBar();
     void _fillTables();
@@ -89,6 +95,7 @@ private:
     QTableWidget *m_cookies = nullptr;
     HXLargeTextView *m_requestView = nullptr;
     std::function<QString()> m_requestTextProvider;
+    QPointer<HXSentRequestLog> m_sentRequests;
     QStackedWidget *m_stack = nullptr;
     QLabel *m_empty = nullptr;
 };

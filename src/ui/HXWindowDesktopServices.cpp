@@ -1,5 +1,13 @@
 #include "HXWindowDesktopServices.h"
 
+#include "HXDocument.h"
+#include "HXDocumentController.h"
+#include "HXDocumentWindow.h"
+#include "HXManagedObjectContext.h"
+#include "HXRequest.h"
+#include "HXRequestListView.h"
+#include "HXWindowManager.h"
+
 #include <QApplication>
 #include <QStandardPaths>
 
@@ -22,4 +30,34 @@ void HXWindowDesktopServices::deliverNotification(const QString &title, const QS
 {
     if (shouldNotify())
         HXFreedesktopServices::deliverNotification(title, text, userInfo);
+}
+
+void HXWindowDesktopServices::notificationActivated(const QVariantMap &userInfo)
+{
+    const QList<HXDocumentWindow *> windows = HXWindowManager::windows();
+    const QString requestUUID = userInfo.value(QStringLiteral("requestUUID")).toString();
+    HXDocumentWindow *target = nullptr;
+    HXRequest *request = nullptr;
+    for (HXDocumentWindow *window : windows) {
+        if (requestUUID.isEmpty() || request != nullptr)
+            break;
+        request = HXRequest::requestWithUUID(requestUUID, window->document()->managedObjectContext());
+        if (request != nullptr)
+            target = window;
+    }
+    if (target == nullptr) {
+        const QList<HXDocument *> documents = HXDocumentController::sharedDocumentController()->documents();
+        for (HXDocumentWindow *window : windows) {
+            if (target == nullptr || (!documents.isEmpty() && window->document() == documents.first()))
+                target = window;
+        }
+    }
+    if (target == nullptr)
+        return;
+    target->setWindowState((target->windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    target->show();
+    target->raise();
+    target->activateWindow();
+    if (request != nullptr)
+        target->requestList()->selectItems({request});
 }

@@ -92,10 +92,20 @@ TEST_F(RequestHandlerTest, ResponsesAreWrittenWhenTheirRequestEnds)
     server.addResponse(ok("whole"));
     server.addScript(
         HXTestHTTPScript().readRequest().write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc").close());
+    server.addScript(HXTestHTTPScript().readRequest().delay(1500).write(ok("slow")).close());
     HXRequest *whole = request(QStringLiteral("Whole"), QStringLiteral("/whole"));
     HXRequest *cut = request(QStringLiteral("Cut"), QStringLiteral("/cut"));
-    handler.sendRequests({whole, cut});
+    HXRequest *slow = request(QStringLiteral("Slow"), QStringLiteral("/slow"));
+    HXResponseManager *store = HXResponseManager::sharedManager();
+    const qint64 before = store->countOfResponses();
+    handler.sendRequests({whole, cut, slow});
+
+    // Responses of a run are written together soon after they come, not
+    // only when the run ends.
+    EXPECT_TRUE(HXTest::waitUntil([&] { return store->countOfResponses() == before + 2; }, 1200));
+    EXPECT_TRUE(handler.isBusy());
     ASSERT_TRUE(waitIdle());
+    EXPECT_EQ(store->countOfResponses(), before + 3);
 
     // Read back from the file: what was not written is gone.
     HXResponseManager::resetSharedManager();

@@ -9,8 +9,10 @@
 #include "HXDocumentWindow.h"
 #include "HXDynamicStringEdit.h"
 #include "HXEnvironmentsWindow.h"
+#include "HXHTTPPreferencesViewController.h"
 #include "HXLargeTextView.h"
 #include "HXManagedObjectContext.h"
+#include "HXPreferencesWindow.h"
 #include "HXRequest.h"
 #include "HXRequestEditor.h"
 #include "HXRequestListView.h"
@@ -19,6 +21,7 @@
 #include "HXServerTrustDialog.h"
 #include "HXTokenEditor.h"
 #include "HXTokenPicker.h"
+#include "HXUserDefaults.h"
 #include "HXWarningsButton.h"
 #include "HXWindowManager.h"
 
@@ -205,6 +208,21 @@ int main(int argc, char *argv[])
     if (auto *sheet = window->findChild<HXEnvironmentsWindow *>()) {
         ok = shoot(folder, QStringLiteral("environments")) && ok;
         sheet->close();
+    }
+
+    // The preferences: the HTTP pane with a custom proxy, then General.
+    {
+        HXUserDefaults::standardUserDefaults().setObject(QStringLiteral("Custom"),
+                                                         QStringLiteral("HXUserDefaultHTTPProxyConfiguration"));
+        HXUserDefaults::standardUserDefaults().setBool(true, QStringLiteral("HXUserDefaultHTTPProxyHTTPProxyEnabled"));
+        HXPreferencesWindow *preferences = HXPreferencesWindow::showPreferences();
+        preferences->panes()->setCurrentWidget(preferences->HTTPPane());
+        preferences->HTTPPane()->refreshEnabledFields();
+        ok = shoot(folder, QStringLiteral("preferences-http")) && ok;
+        preferences->panes()->setCurrentIndex(0);
+        ok = shoot(folder, QStringLiteral("preferences-general")) && ok;
+        preferences->close();
+        settle();
     }
 
     // The list arranged by method, with the code inspector under it; the
