@@ -9,11 +9,39 @@
 #include "HXWindowManager.h"
 #include "HXWindowPresenter.h"
 
+#include <QBuffer>
+#include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QIcon>
+#include <QImageReader>
+#include <QThread>
 
-HXApplication::HXApplication(int &argc, char **argv)
+namespace {
+void prepareWindowResources()
+{
+    // The font database: reading the font configuration is the longest step
+    // of the first window's set-up. The window's first text waits for it
+    // (the database is shared between threads and locked while it loads).
+    QFontDatabase::families();
+    // The fallback fonts of the interface font, kept in the database too.
+    QFontMetricsF(QFont()).height();
+    // The image plugins, loaded and asked in turn the first time an image is
+    // read whose format is not known from its name (the toolbar's own
+    // icons): the signature of a PNG file is enough for that.
+    QByteArray signature("\x89PNG\r\n\x1a\n");
+    QBuffer read(&signature);
+    read.open(QIODevice::ReadOnly);
+    QImageReader(&read).format();
+}
+} // namespace
+
+HXApplication::HXApplication(int &argc, char **argv, bool prepareWindows)
     : QApplication(argc, argv), m_presenter(std::make_unique<HXWindowPresenter>())
 {
+    if (prepareWindows) {
+        m_preparation.reset(QThread::create(prepareWindowResources));
+        m_preparation->start();
+    }
     setOrganizationName(QStringLiteral("kestrelworks"));
     setApplicationName(QStringLiteral("Kea"));
     setApplicationVersion(QStringLiteral(KEA_VERSION_STRING));
@@ -36,6 +64,8 @@ HXApplication::HXApplication(int &argc, char **argv)
 
 HXApplication::~HXApplication()
 {
+    if (m_preparation)
+        m_preparation->wait();
     HXPresenter::setSharedPresenter(nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 class HXWindowPresenter;
+class QThread;
 
 // The desktop application: names itself for settings and folders, registers
 // the default settings before anything reads them, and installs the
@@ -13,7 +14,11 @@ class HXApplication : public QApplication
 {
     Q_OBJECT
 public:
-    HXApplication(int &argc, char **argv);
+    // With `prepareWindows` (the desktop program), what the first window
+    // needs from the system and takes long to read (the font configuration,
+    // the image plugins) is loaded on a worker thread while the window is
+    // being built.
+    HXApplication(int &argc, char **argv, bool prepareWindows = false);
     ~HXApplication() override;
 
     // Opens the documents named on the command line, or a new one.
@@ -21,4 +26,5 @@ public:
 
 private:
     std::unique_ptr<HXWindowPresenter> m_presenter;
+    std::unique_ptr<QThread> m_preparation;
 };

@@ -16,7 +16,6 @@
 #include "HXResponse.h"
 #include "HXResponseManager.h"
 #include "HXResponseViewer.h"
-#include "HXUIPreferencesManager.h"
 #include "HXUndoManager.h"
 #include "HXViewSwitcher.h"
 #include "HXWarningsButton.h"
@@ -31,8 +30,8 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSplitter>
+#include <QTimer>
 #include <QToolButton>
-#include <QTreeView>
 #include <QVBoxLayout>
 
 namespace {
@@ -124,73 +123,18 @@ HXDocumentWindow::HXDocumentWindow(std::unique_ptr<HXDocument> document, QWidget
     _restoreInterfaceState();
     _updateTitle();
     _updateEnvironments();
-    _selectionChanged();
-}
-
-void HXDocumentWindow::_restoreInterfaceState()
-{
-    HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
-    const HXDocument *document = m_document.get();
-    if (HXEnvironment *environment = preferences->selectedEnvironmentForDocument(document))
-        m_document->setCurrentEnvironment(environment);
-    const QSet<QString> expanded = preferences->expandedItemsForDocument(document).value_or(QSet<QString>());
-    m_list->expandItems(expanded.values());
-    if (expanded.isEmpty())
-        m_list->treeView()->expandAll();
-    QList<HXRequestTreeItem *> selection;
-    for (const QString &uri : preferences->selectedItemsForDocument(document).value_or(QSet<QString>())) {
-        auto *item = dynamic_cast<HXRequestTreeItem *>(m_document->managedObjectContext()->objectWithURI(uri));
-        if (item != nullptr && item->isLive())
-            selection.append(item);
-    }
-    // Without a remembered selection start on the first request, so a new
-    // window is never blank.
-    for (HXRequestTreeItem *item : m_document->topLevelItems()) {
-        if (!selection.isEmpty())
-            break;
-        if (dynamic_cast<HXRequest *>(item) != nullptr)
-            selection.append(item);
-    }
-    m_list->selectItems(selection);
-    if (const auto geometry = preferences->getListViewWidth(document); geometry && geometry->listViewWidth > 80) {
-        m_mainSplitter->setSizes({int(geometry->listViewWidth), width() - int(geometry->listViewWidth)});
-        if (geometry->mainViewRatio > 0.05 && geometry->mainViewRatio < 0.95)
-            m_detailSplitter->setSizes(
-                {int(1000 * geometry->mainViewRatio), int(1000 * (1 - geometry->mainViewRatio))});
-    }
-    setViewType(preferences->mainViewTypeForDocument(document).value_or(SplitView));
-    setOrderBy(preferences->orderByForDocument(document).value_or(0));
-    setArrangeBy(preferences->arrangeByForDocument(document).value_or(0));
-    if (const double height = preferences->requestInspectorHeightForDocument(document).value_or(0); height > 0) {
-        setCodeInspectorShown(true);
-        m_listSplitter->setSizes({std::max(120, m_listSplitter->height() - int(height)), std::max(80, int(height))});
-    }
-}
-
-void HXDocumentWindow::_saveInterfaceState()
-{
-    HXUIPreferencesManager *preferences = HXUIPreferencesManager::sharedManager();
-    const HXDocument *document = m_document.get();
-    preferences->setMainViewType(m_viewType, document);
-    preferences->setOrderBy(m_orderBy, document);
-    preferences->setArrangeBy(m_arrangeBy, document);
-    preferences->setRequestInspectorHeight(isCodeInspectorShown() ? m_inspector->height() : 0, document);
-    const QList<int> sizes = m_detailSplitter->sizes();
-    const int total = sizes.value(0) + sizes.value(1);
-    preferences->setListViewWidth(m_mainSplitter->sizes().value(0), total > 0 ? double(sizes.value(0)) / total : 0.4,
-                                  document);
-    const QStringList expanded = m_list->expandedItemURIs();
-    preferences->setExpandedItems(QSet<QString>(expanded.begin(), expanded.end()), document);
-    QSet<QString> selected;
-    for (HXRequestTreeItem *item : m_list->selectedItems())
-        selected.insert(item->objectURI());
-    preferences->setSelectedItems(selected, document);
-    preferences->setSelectedEnvironment(m_document->currentEnvironment(), document);
-    preferences->saveUpdates();
+    // The restored selection has shown its request already; show it (or the
+    // empty state) only when that did not happen.
+    if (!m_shownSelection || *m_shownSelection != m_list->selectedItems())
+        _selectionChanged();
+    m_opening = false;
+    updateCommandStates();
 }
 
 HXDocumentWindow::~HXDocumentWindow()
 {
+    for (const std::function<void()> &work : std::as_const(m_afterFirstPaint))
+        work();
     if (!m_document)
         return;
     m_document->requestHandler()->stopAllRequests();
@@ -272,6 +216,7 @@ void HXDocumentWindow::sendSelected()
 
 void HXDocumentWindow::_selectionChanged()
 {
+    m_shownSelection = m_list->selectedItems();
     HXRequest *request = currentRequest();
     m_editor->setRequest(request);
     if (m_inspector != nullptr)
@@ -389,6 +334,8 @@ void HXDocumentWindow::showWarnings()
 
 void HXDocumentWindow::updateCommandStates()
 {
+    if (m_opening)
+        return;
     HXDocumentCommands::InterfaceState state;
     state.selection = m_list->selectedItems();
     m_stop->setEnabled(m_commands->validateUserInterfaceItem(HXDocumentCommands::Action::StopRequests, state).enabled);
@@ -459,6 +406,25 @@ void HXDocumentWindow::closeEvent(QCloseEvent *event)
     HXResponseManager::sharedManager()->saveUpdates();
     _saveInterfaceState();
     event->accept();
+}
+
+void HXDocumentWindow::afterFirstPaint(std::function<void()> work)
+{
+    if (m_painted)
+        QTimer::singleShot(0, this, std::move(work));
+    else
+        m_afterFirstPaint.append(std::move(work));
+}
+
+bool HXDocumentWindow::event(QEvent *event)
+{
+    if (event->type() == QEvent::Paint && !m_painted) {
+        m_painted = true;
+        for (std::function<void()> &work : m_afterFirstPaint)
+            QTimer::singleShot(0, this, std::move(work));
+        m_afterFirstPaint.clear();
+    }
+    return QMainWindow::event(event);
 }
 
 void HXDocumentWindow::changeEvent(QEvent *event)

@@ -2,7 +2,9 @@
 
 #include <QMainWindow>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 class HXCodeInspector;
 class HXDocument;
@@ -12,6 +14,7 @@ class HXRequest;
 class HXRequestEditor;
 class HXRequestListView;
 class HXResponse;
+class HXRequestTreeItem;
 class HXResponseViewer;
 class HXViewSwitcher;
 class HXWarningsButton;
@@ -75,8 +78,13 @@ public:
     // for, with the file, when `path` is empty).
     bool exportFile(QString path = {}, const QString &format = {});
     void updateCommandStates();
+    // Runs `work` on a later turn of the event loop once the window has
+    // been painted for the first time: work the first picture does not need.
+    // Work still waiting when the window goes runs then.
+    void afterFirstPaint(std::function<void()> work);
 
 protected:
+    bool event(QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
 
@@ -118,4 +126,9 @@ private:
     int m_orderBy = 0;
     int m_arrangeBy = 0;
     bool m_updatingEnvironments = false;
+    // While the constructor runs: the commands' states are set once, at its end.
+    bool m_opening = true;
+    bool m_painted = false;
+    std::optional<QList<HXRequestTreeItem *>> m_shownSelection;
+    QList<std::function<void()>> m_afterFirstPaint;
 };

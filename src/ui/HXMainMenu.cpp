@@ -43,7 +43,7 @@ HXMainMenu::HXMainMenu(HXDocumentWindow *window) : QObject(window), m_window(win
         QMessageBox::about(window, tr("About Kea"),
                            tr("<b>Kea %1</b><p>A desktop HTTP client.</p>").arg(QApplication::applicationVersion()));
     });
-    updateStates();
+    // The window sets the items' states once it is built.
 }
 
 HXDocumentCommands *HXMainMenu::_commands() const

@@ -23,10 +23,13 @@
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QStandardItemModel>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <utility>
 
 HXRequestEditor::HXRequestEditor(HXDocumentCommands *commands, QWidget *parent) : QWidget(parent), m_commands(commands)
 {
@@ -67,30 +70,15 @@ HXRequestEditor::HXRequestEditor(HXDocumentCommands *commands, QWidget *parent) 
     m_tabs->setDocumentMode(true);
     m_parameters = new QStandardItemModel(0, 3, this);
     m_parameters->setHorizontalHeaderLabels({QString(), tr("Name"), tr("Value")});
-    m_parametersView = new HXKeyValueTableView;
-    m_parametersView->setModel(m_parameters);
     m_headers = new HXKeyValueTableModel(commands, this);
-    auto *headersView = new HXKeyValueTableView;
-    headersView->setModel(m_headers);
-
-    auto *body = new QWidget;
-    auto *bodyLayout = new QVBoxLayout(body);
-    bodyLayout->setContentsMargins(0, 6, 0, 0);
-    m_bodyKind = new QLabel;
-    m_bodyKind->setContentsMargins(6, 0, 6, 0);
-    m_body = new HXDynamicStringEdit(false);
-    m_body->setObjectName(QStringLiteral("bodyField"));
-    m_body->setFrameShape(QFrame::NoFrame);
-    m_body->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_body->setPlaceholderText(tr("No Body"));
-    bodyLayout->addWidget(m_bodyKind);
-    bodyLayout->addWidget(m_body, 1);
-
-    m_tabs->addTab(m_parametersView, tr("Parameters"));
-    m_tabs->addTab(headersView, tr("Headers"));
-    m_tabs->addTab(body, tr("Body"));
-    m_tabs->addTab(_makeAuthorization(), tr("Authorization"));
-    m_tabs->addTab(_makeOptions(), tr("Options"));
+    // Empty pages: each gets its content when it is first shown, so a window
+    // opens with only the tab it shows.
+    for (const QString &title : {tr("Parameters"), tr("Headers"), tr("Body"), tr("Authorization"), tr("Options")}) {
+        auto *pageHolder = new QWidget;
+        auto *holderLayout = new QVBoxLayout(pageHolder);
+        holderLayout->setContentsMargins(0, 0, 0, 0);
+        m_tabs->addTab(pageHolder, title);
+    }
     layout->addWidget(m_tabs, 1);
     m_stack->addWidget(page);
 
@@ -104,11 +92,9 @@ HXRequestEditor::HXRequestEditor(HXDocumentCommands *commands, QWidget *parent) 
         if (m_request && !m_reloading)
             m_commands->setValueForKey(m_request, QStringLiteral("url"), m_url->storedString(), tr("Change URL"));
     });
-    connect(m_body, &HXDynamicStringEdit::editingFinished, this, [this] {
-        if (m_request && !m_reloading)
-            m_commands->setValueForKey(m_request, QStringLiteral("body"), m_body->storedString(), tr("Change Body"));
-    });
     connect(m_tabs, &QTabWidget::currentChanged, this, [this](int tab) {
+        if (m_request != nullptr)
+            _buildPage(tab);
         if (m_request && !m_reloading)
             HXUIPreferencesManager::sharedManager()->addTabValue(tab, m_request, 0);
     });
@@ -154,6 +140,111 @@ QWidget *HXRequestEditor::_makeOptions()
     return options;
 }
 
+QWidget *HXRequestEditor::_makeParameters()
+{
+    m_parametersView = new HXKeyValueTableView;
+    m_parametersView->setModel(m_parameters);
+    return m_parametersView;
+}
+
+QWidget *HXRequestEditor::_makeHeaders()
+{
+    auto *headersView = new HXKeyValueTableView;
+    headersView->setModel(m_headers);
+    return headersView;
+}
+
+QWidget *HXRequestEditor::_makeBody()
+{
+    auto *body = new QWidget;
+    auto *bodyLayout = new QVBoxLayout(body);
+    bodyLayout->setContentsMargins(0, 6, 0, 0);
+    m_bodyKind = new QLabel;
+    m_bodyKind->setContentsMargins(6, 0, 6, 0);
+    m_body = new HXDynamicStringEdit(false);
+    m_body->setObjectName(QStringLiteral("bodyField"));
+    m_body->setFrameShape(QFrame::NoFrame);
+    m_body->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_body->setPlaceholderText(tr("No Body"));
+    bodyLayout->addWidget(m_bodyKind);
+    bodyLayout->addWidget(m_body, 1);
+    connect(m_body, &HXDynamicStringEdit::editingFinished, this, [this] {
+        if (m_request && !m_reloading)
+            m_commands->setValueForKey(m_request, QStringLiteral("body"), m_body->storedString(), tr("Change Body"));
+    });
+    return body;
+}
+
+void HXRequestEditor::_reloadPages()
+{
+    // Only the pages built so far; a page built later is filled then.
+    if (m_request == nullptr)
+        return;
+    const bool reloading = std::exchange(m_reloading, true);
+    if (m_body != nullptr) {
+        m_body->setStoredString(m_request->body());
+        m_bodyKind->setText(tr("Body: %1").arg(HXRequest::localizedNameForBodyType(m_request->bodyType())));
+    }
+    if (m_timeout != nullptr) {
+        m_followRedirects->setChecked(m_request->followRedirects());
+        m_redirectMethod->setChecked(m_request->redirectMethod());
+        m_redirectAuthorization->setChecked(m_request->redirectAuthorization());
+        m_timeout->setValue(m_request->timeoutInterval());
+    }
+    m_reloading = reloading;
+}
+
+void HXRequestEditor::_buildPage(int tab)
+{
+    QWidget *holder = m_tabs->widget(tab);
+    if (holder == nullptr || holder->layout()->count() > 0)
+        return;
+    QWidget *content = nullptr;
+    switch (tab) {
+    case ParametersTab:
+        content = _makeParameters();
+        break;
+    case HeadersTab:
+        content = _makeHeaders();
+        break;
+    case BodyTab:
+        content = _makeBody();
+        break;
+    case AuthorizationTab:
+        content = _makeAuthorization();
+        break;
+    default:
+        content = _makeOptions();
+        break;
+    }
+    holder->layout()->addWidget(content);
+    // A child added to a widget already on screen stays hidden until shown.
+    content->show();
+    // A widget added later goes to the end of the window's focus chain: put
+    // the page's fields back right after the tab bar (and its scroll
+    // buttons), as if built with it.
+    QList<QWidget *> fields;
+    for (QWidget *next = content->nextInFocusChain(); next != content && content->isAncestorOf(next);
+         next = next->nextInFocusChain()) {
+        if (next->focusPolicy() != Qt::NoFocus && next->focusProxy() == nullptr)
+            fields.append(next);
+    }
+    QWidget *previous = m_tabs->tabBar();
+    while (m_tabs->tabBar()->isAncestorOf(previous->nextInFocusChain()))
+        previous = previous->nextInFocusChain();
+    for (QWidget *field : std::as_const(fields)) {
+        QWidget::setTabOrder(previous, field);
+        previous = field;
+    }
+    _reloadPages();
+}
+
+HXKeyValueTableView *HXRequestEditor::parametersView()
+{
+    _buildPage(ParametersTab);
+    return m_parametersView;
+}
+
 QWidget *HXRequestEditor::_makeAuthorization()
 {
     auto *page = new QWidget;
@@ -196,6 +287,7 @@ void HXRequestEditor::setRequest(HXRequest *request)
     m_reloading = true;
     m_tabs->setCurrentIndex(tab.value_or(request->body().isEmpty() ? int(ParametersTab) : int(BodyTab)));
     m_reloading = false;
+    _buildPage(m_tabs->currentIndex());
 }
 
 void HXRequestEditor::focusURL()
@@ -223,12 +315,7 @@ void HXRequestEditor::_reload()
         if (m_method->currentText() != m_request->storedMethod())
             m_method->setCurrentText(m_request->storedMethod());
         m_url->setStoredString(m_request->url());
-        m_body->setStoredString(m_request->body());
-        m_bodyKind->setText(tr("Body: %1").arg(HXRequest::localizedNameForBodyType(m_request->bodyType())));
-        m_followRedirects->setChecked(m_request->followRedirects());
-        m_redirectMethod->setChecked(m_request->redirectMethod());
-        m_redirectAuthorization->setChecked(m_request->redirectAuthorization());
-        m_timeout->setValue(m_request->timeoutInterval());
+        _reloadPages();
         if (m_headers->owner() != m_request)
             m_headers->setOwner(m_request, QStringLiteral("request"));
         // Folder headers apply too; nearer folders first.

@@ -33,13 +33,22 @@ public:
 
     QComboBox *methodField() const { return m_method; }
     HXDynamicStringEdit *urlField() const { return m_url; }
+    // The tabs; a tab's page gets its content when it is first shown.
     QTabWidget *tabs() const { return m_tabs; }
+    // The table of the Parameters tab (built when needed).
+    HXKeyValueTableView *parametersView();
     void focusURL();
 
 private:
+    // Gives the page of `tab` its content if it has none yet.
+    void _buildPage(int tab);
+    QWidget *_makeParameters();
+    QWidget *_makeHeaders();
+    QWidget *_makeBody();
     QWidget *_makeOptions();
     QWidget *_makeAuthorization();
     void _reload();
+    void _reloadPages();
     void _reloadParameters();
     void _parametersEdited();
     void _objectsDidChange(const HXManagedObjectChanges &changes);

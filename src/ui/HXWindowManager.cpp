@@ -74,8 +74,10 @@ HXDocumentWindow *HXWindowManager::openFile(const QString &path)
         context->processPendingChanges();
         context->undoManager()->enableUndoRegistration();
     }
-    noteRecentFile(QFileInfo(path).absoluteFilePath());
-    return show(std::move(opened));
+    HXDocumentWindow *window = show(std::move(opened));
+    // Writing the settings file waits for the disk: done once the window is up.
+    window->afterFirstPaint([file = QFileInfo(path).absoluteFilePath()] { noteRecentFile(file); });
+    return window;
 }
 
 void HXWindowManager::openDialog(QWidget *parent)

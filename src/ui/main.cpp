@@ -8,7 +8,7 @@ int main(int argc, char *argv[])
 {
     if (const std::optional<int> status = HXApplicationInstance::runBeforeApplication(argc, argv))
         return *status;
-    HXApplication app(argc, argv);
+    HXApplication app(argc, argv, true);
     HXWindowDesktopServices desktopServices;
     HXDesktopServices::setSharedServices(&desktopServices);
     HXApplicationInstance instance;

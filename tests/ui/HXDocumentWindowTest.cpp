@@ -7,6 +7,7 @@
 #include "HXEchoService.h"
 #include "HXEnvironmentTableModel.h"
 #include "HXEnvironmentsWindow.h"
+#include "HXKeyValueTableView.h"
 #include "HXLargeTextView.h"
 #include "HXMainMenu.h"
 #include "HXManagedObjectContext.h"
@@ -180,8 +181,7 @@ TEST_F(DocumentWindowTest, ParametersFollowTheURLBothWays)
     window->commands()->setValueForKey(request, QStringLiteral("url"),
                                        QStringLiteral("http://h/p?a=1&b=two%20words#top"),
                                        QStringLiteral("Change URL"));
-    QAbstractItemModel *parameters =
-        static_cast<QAbstractItemView *>(editor->tabs()->widget(HXRequestEditor::ParametersTab))->model();
+    QAbstractItemModel *parameters = editor->parametersView()->model();
     ASSERT_EQ(parameters->rowCount(), 3) << "two parameters and the blank row";
     EXPECT_EQ(parameters->index(1, 2).data().toString(), QStringLiteral("two words"));
 
