@@ -4,6 +4,7 @@
 #include "HXDocument.h"
 #include "HXDocumentWindow.h"
 #include "HXEnvironment.h"
+#include "HXPreferencesWindow.h"
 #include "HXRequest.h"
 #include "HXRequestEditor.h"
 #include "HXRequestListView.h"
@@ -139,6 +140,10 @@ void HXMainMenu::_buildEdit()
         else
             m_window->requestList()->treeView()->selectAll();
     });
+    edit->addSeparator();
+    QAction *preferences = edit->addAction(tr("Pre&ferences…"), QKeySequence(tr("Ctrl+,")), m_window,
+                                           [] { HXPreferencesWindow::showPreferences(); });
+    preferences->setMenuRole(QAction::PreferencesRole);
 }
 
 void HXMainMenu::_buildRequest()

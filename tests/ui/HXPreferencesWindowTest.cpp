@@ -1,11 +1,15 @@
 #include "HXPreferencesWindow.h"
+#include "HXDocumentWindow.h"
 #include "HXHTTPPreferencesViewController.h"
 #include "HXUserDefaults.h"
+#include "HXWindowManager.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTest>
@@ -85,7 +89,21 @@ TEST(HTTPPreferencesRules, ProxyControlsFollowTheEngineConfigurationAndSwitches)
 
 TEST_F(PreferencesWindowTest, TheHTTPPaneStoresEachChoiceAndEnablesTheControlsItAllows)
 {
-    HXPreferencesWindow *window = HXPreferencesWindow::showPreferences();
+    // Opened from the document window's Edit menu.
+    HXDocumentWindow *documentWindow = HXWindowManager::newDocument();
+    ASSERT_NE(documentWindow, nullptr);
+    QAction *open = nullptr;
+    for (QAction *menu : documentWindow->menuBar()->actions())
+        for (QAction *item : menu->menu() ? menu->menu()->actions() : QList<QAction *>())
+            if (item->menuRole() == QAction::PreferencesRole)
+                open = item;
+    ASSERT_NE(open, nullptr);
+    open->trigger();
+    HXPreferencesWindow *window = nullptr;
+    for (QWidget *top : QApplication::topLevelWidgets())
+        if (auto *found = qobject_cast<HXPreferencesWindow *>(top); found != nullptr && found->isVisible())
+            window = found;
+    ASSERT_NE(window, nullptr);
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
     EXPECT_EQ(HXPreferencesWindow::showPreferences(), window) << "one window for the application";
     QStringList titles;
@@ -116,6 +134,7 @@ TEST_F(PreferencesWindowTest, TheHTTPPaneStoresEachChoiceAndEnablesTheControlsIt
     pane->refreshEnabledFields();
     EXPECT_NE(pane->alwaysSendRequestBodyExplanation()->text(), bodyOff);
     window->close();
+    documentWindow->close();
 }
 
 TEST_F(PreferencesWindowTest, ResponseTextFormatsAreEditedAsATable)
