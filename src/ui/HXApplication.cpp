@@ -2,6 +2,7 @@
 
 #include "HXCompletionManager.h"
 #include "HXDocumentWindow.h"
+#include "HXFileStamp.h"
 #include "HXRequestEvaluationContext.h"
 #include "HXResponseManager.h"
 #include "HXUIPreferencesManager.h"
@@ -32,6 +33,9 @@ void prepareWindowResources()
     QBuffer read(&signature);
     read.open(QIODevice::ReadOnly);
     QImageReader(&read).format();
+    // The digest that notices a document changed on disk sets up the
+    // crypto library on its first use, when the document is opened.
+    HXFileStamp::digestOf(QByteArrayView());
 }
 } // namespace
 
